@@ -1,0 +1,36 @@
+// SQL text in a buffer of fixed size, the one way in which statements are formatted.
+#pragma once
+
+#include <cstddef>
+
+// Sizes of statement buffers, in bytes with the NUL.
+constexpr size_t ORINDB_SQL_DELETE = 256;
+constexpr size_t ORINDB_SQL_WHERE = 512;
+constexpr size_t ORINDB_SQL_SELECT = 1024;
+constexpr size_t ORINDB_SQL_JOIN = 2048;
+
+// Formats into `out` (size bytes). A text that does not fit is cut and the cut logged; SQLite then refuses the
+// statement.
+void orindb_formatSql(char* out, size_t size, const char* format, ...) __attribute__((format(printf, 3, 4)));
+void orindb_vformatSql(char* out, size_t size, const char* format, __builtin_va_list arguments)
+    __attribute__((format(printf, 3, 0)));
+
+template <size_t N>
+class SqlText {
+  public:
+    __attribute__((format(printf, 2, 3))) explicit SqlText(const char* format, ...) {
+        __builtin_va_list arguments;
+        __builtin_va_start(arguments, format);
+        orindb_vformatSql(text_, N, format, arguments);
+        __builtin_va_end(arguments);
+    }
+    [[nodiscard]] const char* get() const {
+        return text_;
+    }
+
+  private:
+    char text_[N];
+};
+using DeleteText = SqlText<ORINDB_SQL_DELETE>;
+using SelectText = SqlText<ORINDB_SQL_SELECT>;
+using JoinText = SqlText<ORINDB_SQL_JOIN>;
