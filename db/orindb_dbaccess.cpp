@@ -234,12 +234,12 @@ int orindb_openAllDbsWithDefaultNames(DbContext* dbContext, const char* dataDire
 
     const Path konfigPath = filePath(directory, FILES[ORINDB_KONFIG]);
     if (result != ORINDB_OK) {
-        ORINLOG_FN(ORINLOG_ERROR, "failed: returnCode=%i konfigDbPath=%s process=%s", result, konfigPath.data(),
-                   process.data());
+        ORINLOG(ORINLOG_ERROR, "%s failed: returnCode=%i konfigDbPath=%s process=%s", __func__, result,
+                konfigPath.data(), process.data());
         orindb_closeAllDbs(dbContext);
     } else {
-        ORINLOG_FN(ORINLOG_DEBUG, "finished: returnCode=%i konfigDbPath=%s process=%s", result, konfigPath.data(),
-                   process.data());
+        ORINLOG(ORINLOG_DEBUG, "%s finished: returnCode=%i konfigDbPath=%s process=%s", __func__, result,
+                konfigPath.data(), process.data());
     }
     return result;
 }

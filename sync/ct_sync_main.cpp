@@ -126,8 +126,9 @@ void parseArguments(int argc, char** argv, Arguments& arguments) {
 // Returns false on a usage error, which is logged.
 bool readCommandLine(int argc, char** argv, int niceResult, Arguments& arguments) {
     if (argc < 2 || argv[1][0] == '\0') {
-        ORINLOG_FOR(MAIN, ORINLOG_ERROR,
-                    "illegal parameter: contactGroupId missing (usage: ct_synchronizer ctGrpId=<ContactGroupID> )");
+        ORINLOG_RECORD(
+            ORINLOG_CAT_CT_SYNC, ORINLOG_ERROR, MAIN,
+            "%s illegal parameter: contactGroupId missing (usage: ct_synchronizer ctGrpId=<ContactGroupID> )", MAIN);
         return false;
     }
     parseArguments(argc, argv, arguments);
@@ -137,9 +138,10 @@ bool readCommandLine(int argc, char** argv, int niceResult, Arguments& arguments
                    contactGroupId, arguments.retryLimit, arguments.retryWait, arguments.deviceCode, arguments.expiresIn,
                    arguments.interval, niceResult);
     if (contactGroupId == 0) {
-        ORINLOG_FOR(MAIN, ORINLOG_ERROR,
-                    "illegal parameter: contactGroupId is 0 (usage: ct_synchronizer ctGrpId=<a valid "
-                    "ContactGroupID> )");
+        ORINLOG_RECORD(ORINLOG_CAT_CT_SYNC, ORINLOG_ERROR, MAIN,
+                       "%s illegal parameter: contactGroupId is 0 (usage: ct_synchronizer ctGrpId=<a valid "
+                       "ContactGroupID> )",
+                       MAIN);
         return false;
     }
     return true;
