@@ -1,0 +1,16 @@
+#include <cstring>
+
+#include "fuzz_input.h"
+#include "orin_utf8.h"
+
+// The repaired text is the beginning of the old one, and repairing it again changes nothing.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string before(reinterpret_cast<const char*>(data), strnlen(reinterpret_cast<const char*>(data), size));
+    std::string text = before;
+    orin_utf8_fix_tail(text.data());
+    const std::string repaired(text.c_str());
+    require(before.compare(0, repaired.size(), repaired) == 0, "the repaired text is a beginning");
+    orin_utf8_fix_tail(text.data());
+    require(repaired == text.c_str(), "repairing twice changes nothing");
+    return 0;
+}
