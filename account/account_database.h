@@ -1,0 +1,44 @@
+// What the commands of ct_account ask the database set for. Failures are told to the user.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "db_googleserverconf.h"
+#include "orindb_contact.h"
+#include "orindb_dbaccess.h"
+
+// The database set, open for the length of a block. It announces changes as every process of the PBX does: whoever
+// writes holds a QueueKeeper meanwhile.
+class Databases {
+  public:
+    // Opens the set. When that fails, for want of write access to /data for instance, the user is told why.
+    Databases();
+    ~Databases();
+    Databases(const Databases&) = delete;
+    Databases& operator=(const Databases&) = delete;
+
+    [[nodiscard]] bool isOpen() const {
+        return open_;
+    }
+    [[nodiscard]] DbContext* context() {
+        return &context_;
+    }
+
+  private:
+    DbContext context_{};
+    bool open_ = false;
+};
+
+// Reads all accounts, ordered by their ids. False: failed.
+[[nodiscard]] bool account_readAll(DbContext* databases, std::vector<GoogleServerConf>& accounts);
+
+// Reads the account of a group. False: failed, or there is none.
+[[nodiscard]] bool account_readOfGroup(DbContext* databases, uint32_t group, GoogleServerConf& account);
+
+// The contacts of a group (a contact that is in several groups too), ordered by their ids. False: failed.
+[[nodiscard]] bool account_readContacts(DbContext* databases, uint32_t group, std::vector<Contact>& contacts);
+
+// The name of a contact group; empty when it does not exist.
+[[nodiscard]] std::string account_groupName(DbContext* databases, uint32_t group);
