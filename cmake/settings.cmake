@@ -22,3 +22,8 @@ if(ORIN_SANITIZE)
 else()
   target_compile_options(orin_settings INTERFACE $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2 -fstack-protector-strong>)
 endif()
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
