@@ -1,6 +1,5 @@
 #include "db_sqlitecursor.h"
 
-#include <search.h>
 #include <sqlite3.h>
 
 #include <cerrno>
@@ -8,14 +7,8 @@
 #include <cstring>
 
 #include "db_busywait.h"
+#include "db_sqlitecursor_record.h"
 #include "orinlog.h"
-
-struct DbCursor {
-    sqlite3* connection;  // the handle's at the time of the query
-    sqlite3_stmt* statement;
-    int columnCount;           // 0 until the first look-up by name
-    hsearch_data columnIndex;  // built at the first look-up by name; the names belong to the statement
-};
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include "orin_stdio.h"
 #include "orin_stringutils.h"
 #include "orin_utf8.h"
-#include "orinlog.h"
+#include "orindb_logandprint.h"
 
 namespace {
 
@@ -86,19 +86,21 @@ bool mayFailSilently(const char* sql) {
                        [sql](const char* word) { return strstr(sql, word) != nullptr; });
 }
 
-void runAfterCommitCallbacks(DbHandle* handle) {
-    for (uint32_t i = 0; i < handle->afterCommitCallbacks.count; ++i) {
-        static_cast<DbAfterCommitCallback*>(handle->afterCommitCallbacks.items)[i]();
-    }
+// SQLite's text for a failed call; some failures, such as a connection that cannot be used, leave none.
+const char* errorText(const char* message, int code) {
+    return message != nullptr ? message : sqlite3_errstr(code);
 }
 
 // Ends an outermost begin, commit or rollback.
 int runTransactionText(DbHandle* handle, const char* sql) {
     const int result = _db_execDb(handle, sql, nullptr, nullptr, 0, "db_transactionDb");
-    if (result == ORINDB_OK) {
-        runAfterCommitCallbacks(handle);
+    // Out of the handle first: a callback may begin a transaction of its own.
+    OrindbArray callbacks = handle->afterCommitCallbacks;
+    orindb_initArray(&handle->afterCommitCallbacks, sizeof(DbAfterCommitCallback));
+    for (uint32_t i = 0; result == ORINDB_OK && i < callbacks.count; ++i) {
+        static_cast<DbAfterCommitCallback*>(callbacks.items)[i]();
     }
-    orindb_freeArray(&handle->afterCommitCallbacks);
+    orindb_freeArray(&callbacks);
     return result;
 }
 
@@ -196,8 +198,8 @@ int _db_execDb(DbHandle* handle, const char* sql, DbRowCallback callback, void* 
     if (code != SQLITE_OK && code != SQLITE_ABORT) {
         const bool silent = mayFailSilently(sql);
         if (!silent) {
-            ORINLOG(ORINLOG_ERROR, "db_execDb() failed (%s): %s Code=%i sql=%s", caller,
-                    message != nullptr ? message : sqlite3_errstr(code), code, sql);
+            ORINLOG(ORINLOG_ERROR, "db_execDb() failed (%s): %s Code=%i sql=%s", caller, errorText(message, code), code,
+                    sql);
         }
         db_freeErrMsg(message);
         return silent ? code : ORINDB_FAILED;
@@ -212,8 +214,9 @@ int _db_execDb(DbHandle* handle, const char* sql, DbRowCallback callback, void* 
 int db_execDbGetArray(DbHandle* handle, const char* sql, char*** table, int* columnCount, int* rowCount) {
     ORINLOG(ORINLOG_DEBUG, "%u db_execDbGetArray(): %s ", statementCounter, sql);
     char* message = nullptr;
-    if (sqlite3_get_table(handle->connection, sql, table, rowCount, columnCount, &message) != SQLITE_OK) {
-        ORINLOG(ORINLOG_ERROR, "db_execDbGetArray(): failed -> %s", message);
+    const int code = sqlite3_get_table(handle->connection, sql, table, rowCount, columnCount, &message);
+    if (code != SQLITE_OK) {
+        ORINLOG(ORINLOG_ERROR, "db_execDbGetArray(): failed -> %s", errorText(message, code));
         db_freeErrMsg(message);
         return ORINDB_FAILED;
     }
@@ -292,8 +295,8 @@ int db_checkIntegrity(DbHandle* handle, DbDamagedFile damaged) {
     if (result == ORINDB_OK) {
         return result;
     }
-    ORINLOG_FN(ORINLOG_ERROR, "Integrity-Check of %s failed -> ErrorCode=%i", handle->fileName, result);
-    printf("%s: Integrity-Check of %s failed -> ErrorCode=%i\n", __func__, handle->fileName, result);
+    ORINDB_LOG_AND_PRINT(ORINLOG_ERROR, "%s: Integrity-Check of %s failed -> ErrorCode=%i", __func__, handle->fileName,
+                         result);
     if (damaged == DbDamagedFile::remove) {
         db_closeDb(handle);
         orin_remove(handle->fileName);

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
+#include "orin_errortext.h"
 #include "orindb_catalogue.h"
 #include "orinlog.h"
 
@@ -79,24 +79,6 @@ bool announcesContactsItself(uint16_t tableIndex) {
     return tableIndex >= ORINDB_TABLE_CONTACT && tableIndex <= ORINDB_TABLE_CONTACT_GROUP;
 }
 
-// The system's text for an error number, for a message-queue log line.
-class ErrorText {
-  public:
-    explicit ErrorText(int number) : text_(strerror_r(number, buffer_.data(), buffer_.size())) {
-        if (text_ == nullptr) {
-            snprintf(buffer_.data(), buffer_.size(), "<unable to get error message (%d)>", number);
-            text_ = buffer_.data();
-        }
-    }
-    [[nodiscard]] const char* get() const {
-        return text_;
-    }
-
-  private:
-    std::array<char, 80> buffer_{};
-    const char* text_;
-};
-
 bool announcesChanges(const DbContext* dbContext) {
     return dbContext->handles[ORINDB_KONFIG].notifyChanges != 0 && dbContext->messageQueueId != -1;
 }
@@ -111,7 +93,7 @@ int send(DbContext* dbContext, const DbMessage* message, const char* function) {
     if (result != 0) {
         const int number = errno;
         ORINLOG_AS(ORINLOG_CAT_DB_MSG, ORINLOG_ERROR, "%s(...): msgsnd failed: %s (%d)", function,
-                   ErrorText(number).get(), number);
+                   OrinErrorText(number).get(), number);
         errno = number;
     }
     return result;
@@ -134,6 +116,10 @@ bool hasSharedArea(const DbContext* dbContext, const char* function) {
 
 int _orindb_execDb(DbContext* dbContext, int dbType, const char* sql, DbRowCallback callback, void* argument,
                    const char* caller) {
+    if (dbContext == nullptr || sql == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
+        return ORINDB_INVALID_PARAMETER;
+    }
     const int result = _db_execDb(&dbContext->handles[dbType], sql, callback, argument, dbContext->quiet, caller);
     if (result == ORINDB_OK) {
         increaseChangeCounter(dbContext, dbType, sql);
@@ -145,6 +131,10 @@ int _orindb_execDb(DbContext* dbContext, int dbType, const char* sql, DbRowCallb
 }
 
 int orindb_transaction(DbContext* dbContext, int dbType, int mode) {
+    if (dbContext == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
+        return ORINDB_INVALID_PARAMETER;
+    }
     uint8_t announce = 0;
     const int result = db_transactionDb(&dbContext->handles[dbType], mode, &announce);
     if (result == ORINDB_OK && announce != 0) {

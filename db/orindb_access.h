@@ -52,12 +52,13 @@ struct DbMessage {
 };
 
 // Runs SQL text on one database and counts its change. `caller` names who asks, for the error log.
-// Returns what _db_execDb returns; ORINDB_FAILED is logged once more with the caller.
+// Returns what _db_execDb returns, or ORINDB_INVALID_PARAMETER for no context or text; ORINDB_FAILED is logged once
+// more with the caller.
 [[nodiscard]] int _orindb_execDb(DbContext* dbContext, int dbType, const char* sql, DbRowCallback callback,
                                  void* argument, const char* caller);
 
 // Begins, commits or rolls back on one database (DB_BEGIN, DB_COMMIT, DB_ROLLBACK); an outermost commit of changes to
-// announce sends ORINDB_MSG_CHANGED. Returns what db_transactionDb returns.
+// announce sends ORINDB_MSG_CHANGED. Returns what db_transactionDb returns, ORINDB_INVALID_PARAMETER for no context.
 int orindb_transaction(DbContext* dbContext, int dbType, int mode);
 
 // db_callAfterCommit on one database; 0 after an error line for a missing context or an impossible type.

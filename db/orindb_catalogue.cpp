@@ -1,8 +1,8 @@
 #include "orindb_catalogue.h"
 
-#include <strings.h>
-
 #include <array>
+
+#include "orindb_sqltext.h"
 
 namespace {
 
@@ -129,7 +129,7 @@ static_assert(TABLES[ORINDB_TABLE_CONTACT_GROUP - 1] == "ContactGroup" && TABLES
 uint16_t orindb_tableIndex(std::string_view name) {
     for (uint16_t i = 0; i < TABLES.size(); ++i) {
         const std::string_view table = TABLES[i];
-        if (!table.empty() && table.size() == name.size() && strncasecmp(table.data(), name.data(), name.size()) == 0) {
+        if (!table.empty() && orindb_isSameName(table, name)) {
             return static_cast<uint16_t>(i + 1);
         }
     }
