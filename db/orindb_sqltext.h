@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <string_view>
 
 // Sizes of statement buffers, in bytes with the NUL.
 constexpr size_t ORINDB_SQL_DELETE = 256;
@@ -34,3 +36,24 @@ class SqlText {
 using DeleteText = SqlText<ORINDB_SQL_DELETE>;
 using SelectText = SqlText<ORINDB_SQL_SELECT>;
 using JoinText = SqlText<ORINDB_SQL_JOIN>;
+
+// Whether two names are the same to SQLite, whatever the case of their letters.
+[[nodiscard]] bool orindb_isSameName(std::string_view a, std::string_view b);
+
+// Copies a text with every "'" doubled to out[size], so that it can stand between quotes in a statement. What does not
+// fit is cut, never within a pair of quotes or a UTF-8 character.
+void orindb_quoteSql(const char* text, char* out, uint32_t size);
+
+template <uint32_t N>
+class QuotedText {
+  public:
+    explicit QuotedText(const char* text) {
+        orindb_quoteSql(text, text_, N);
+    }
+    [[nodiscard]] const char* get() const {
+        return text_;
+    }
+
+  private:
+    char text_[N];
+};

@@ -1,5 +1,6 @@
 #include "orindb_table.h"
 
+#include <cinttypes>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -68,6 +69,16 @@ int bindField(DbCursor* cursor, int parameter, const OrindbColumn& column, const
     return -1;
 }
 
+constexpr std::array ID_PAIR_COLUMNS{ORINDB_COLUMN(OrindbIdPair, first), ORINDB_COLUMN(OrindbIdPair, second)};
+
+// The number in the only column of the only row.
+int selectNumber(DbContext* dbContext, int dbType, const char* sql, int64_t* number, const char* caller) {
+    OrindbRowContext row{};
+    const int result = _orindb_execDb(dbContext, dbType, sql, orindb_rowCallback, &row, caller);
+    *number = row.count;
+    return result;
+}
+
 void fillJoined(const OrindbRowContext& row, void* element, char** values) {
     int consumed = orindb_fillRecord(*row.table, element, values);
     for (size_t i = 0; i < row.joinedTables.size(); ++i) {
@@ -110,6 +121,9 @@ int orindb_rowCallback(void* rowContext, int /*columnCount*/, char** values, cha
 
 int orindb_selectRecord(DbContext* dbContext, const OrindbTable& table, const char* sql, void* record, uint32_t* count,
                         const char* caller) {
+    if (record == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     OrindbRowContext row{};
     row.table = &table;
     row.record = record;
@@ -126,6 +140,21 @@ int orindb_selectOne(DbContext* dbContext, const OrindbTable& table, const char*
         return result;
     }
     return count == 1 ? ORINDB_OK : ORINDB_NOT_FOUND;
+}
+
+int orindb_selectByNumber(DbContext* dbContext, const OrindbTable& table, const char* column, int64_t number,
+                          void* record, const char* caller) {
+    if (record == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
+    const SelectText sql("SELECT %s FROM %s WHERE %s=%" PRId64, table.columnList, table.name, column, number);
+    return orindb_selectOne(dbContext, table, sql.get(), record, caller);
+}
+
+int orindb_deleteByNumber(DbContext* dbContext, const OrindbTable& table, const char* column, int64_t number,
+                          const char* caller) {
+    const DeleteText sql("DELETE FROM %s WHERE %s=%" PRId64, table.name, column, number);
+    return _orindb_execDb(dbContext, table.dbType, sql.get(), nullptr, nullptr, caller);
 }
 
 int orindb_selectRecords(DbContext* dbContext, const OrindbTable& table, const char* sql, void** records,
@@ -153,6 +182,9 @@ SelectText orindb_listStatement(const OrindbTable& table, const char* where, con
 }
 
 int orindb_saveRecord(DbContext* dbContext, const OrindbTable& table, const void* record) {
+    if (dbContext == nullptr || record == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     DbCursor* opened = nullptr;
     if (db_cursor_query(dbContext->handles, table.dbType, table.saveText, &opened) != 0) {
         return ORINDB_WRITE_FAILED;
@@ -200,10 +232,39 @@ int orindb_getRowCount(DbContext* dbContext, int dbType, uint32_t* count, const 
     orindb_vformatSql(where, sizeof(where), whereFormat, arguments);
     va_end(arguments);
 
-    *count = 0;
-    OrindbRowContext row{};
+    int64_t number = 0;
     const JoinText sql("SELECT COUNT(*) FROM %s %s", table, where);
-    const int result = _orindb_execDb(dbContext, dbType, sql.get(), orindb_rowCallback, &row, __func__);
-    *count = static_cast<uint32_t>(row.count);
+    const int result = selectNumber(dbContext, dbType, sql.get(), &number, __func__);
+    *count = static_cast<uint32_t>(number);
+    return result;
+}
+
+int orindb_getRowSum(DbContext* dbContext, int dbType, int64_t* sum, const char* column, const char* table,
+                     const char* whereFormat, ...) {
+    char where[ORINDB_SQL_SELECT];
+    va_list arguments;
+    va_start(arguments, whereFormat);
+    orindb_vformatSql(where, sizeof(where), whereFormat, arguments);
+    va_end(arguments);
+
+    const JoinText sql("SELECT SUM(%s) FROM %s %s", column, table, where);
+    return selectNumber(dbContext, dbType, sql.get(), sum, __func__);
+}
+
+int orindb_getIdPairArray(DbContext* dbContext, int dbType, OrindbIdPair** pairs, uint16_t* count,
+                          const char* selectFormat, ...) {
+    if (dbContext == nullptr || pairs == nullptr || count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
+    char sql[ORINDB_SQL_JOIN];
+    va_list arguments;
+    va_start(arguments, selectFormat);
+    orindb_vformatSql(sql, sizeof(sql), selectFormat, arguments);
+    va_end(arguments);
+
+    const OrindbTable table{"", dbType, nullptr, ID_PAIR_COLUMNS, nullptr, nullptr, sizeof(OrindbIdPair), nullptr};
+    uint32_t rows = 0;
+    const int result = orindb_selectArray(dbContext, table, sql, pairs, &rows, __func__);
+    *count = static_cast<uint16_t>(rows);
     return result;
 }

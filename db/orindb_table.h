@@ -5,6 +5,7 @@
 //     constexpr std::array COLUMNS{ORINDB_COLUMN(Contact, contactId), ORINDB_COLUMN(Contact, contactGrpBitfield)};
 //     constexpr OrindbTable TABLE = orindb_describeTable<Contact, NAME, COLUMNS>(ORINDB_KONFIG, SCHEMA);
 //
+// A missing context, record or out argument is answered with ORINDB_INVALID_PARAMETER.
 // Records are plain aggregates of integers and char arrays. Arrays are handed to the caller as one block, released with
 // free(); an empty result is count 0 and nullptr.
 #pragma once
@@ -28,6 +29,12 @@ struct OrindbColumn {
     size_t size;    // of the field, in bytes
 };
 
+struct OrindbImportRow;
+
+// A table's own rule for rows that come from an XML file: it may change values, and decides whether the row is written.
+// Returns 0 or a code that ends the import.
+using OrindbImportRule = int (*)(DbContext* dbContext, OrindbImportRow& row);
+
 struct OrindbTable {
     const char* name;
     int dbType;
@@ -36,6 +43,7 @@ struct OrindbTable {
     const char* columnList;  // "a,b,c" in schema order
     const char* saveText;    // "REPLACE INTO name VALUES (?1,?2,?3)"
     uint32_t recordSize;
+    OrindbImportRule importRule;  // nullptr: every row is written as it is
 };
 
 template <typename Field>
@@ -103,7 +111,7 @@ template <const auto& TABLE_NAME, const auto& COLUMNS>
 inline constexpr OrindbTableText ORINDB_SAVE_TEXT = orindb_joinSaveText<TABLE_NAME, COLUMNS>();
 
 template <typename Record, const auto& TABLE_NAME, const auto& COLUMNS>
-consteval OrindbTable orindb_describeTable(int dbType, const char* schema) {
+consteval OrindbTable orindb_describeTable(int dbType, const char* schema, OrindbImportRule importRule = nullptr) {
     static_assert(std::is_trivially_copyable_v<Record> && std::is_standard_layout_v<Record>);
     static_assert(COLUMNS.size() < 100);
     return {TABLE_NAME,
@@ -112,7 +120,8 @@ consteval OrindbTable orindb_describeTable(int dbType, const char* schema) {
             COLUMNS,
             ORINDB_COLUMN_LIST<COLUMNS>.data(),
             ORINDB_SAVE_TEXT<TABLE_NAME, COLUMNS>.data(),
-            sizeof(Record)};
+            sizeof(Record),
+            importRule};
 }
 
 // Whether a table that is created gets its default rows.
@@ -143,6 +152,14 @@ int orindb_rowCallback(void* rowContext, int columnCount, char** values, char** 
 [[nodiscard]] int orindb_selectOne(DbContext* dbContext, const OrindbTable& table, const char* sql, void* record,
                                    const char* caller);
 
+// Reads the record whose column holds a number, as orindb_selectOne does; ORINDB_INVALID_PARAMETER for no record.
+[[nodiscard]] int orindb_selectByNumber(DbContext* dbContext, const OrindbTable& table, const char* column,
+                                        int64_t number, void* record, const char* caller);
+
+// Removes the rows whose column holds a number. Without such a row there is nothing to do, which is no failure.
+[[nodiscard]] int orindb_deleteByNumber(DbContext* dbContext, const OrindbTable& table, const char* column,
+                                        int64_t number, const char* caller);
+
 // Runs a query and returns all rows as records. *records and *count are 0 after any failure.
 [[nodiscard]] int orindb_selectRecords(DbContext* dbContext, const OrindbTable& table, const char* sql, void** records,
                                        uint32_t* count, const char* caller);
@@ -150,6 +167,9 @@ int orindb_rowCallback(void* rowContext, int columnCount, char** values, char** 
 template <typename Record>
 [[nodiscard]] int orindb_selectArray(DbContext* dbContext, const OrindbTable& table, const char* sql, Record** records,
                                      uint32_t* count, const char* caller) {
+    if (records == nullptr || count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     void* block = nullptr;
     const int result = orindb_selectRecords(dbContext, table, sql, &block, count, caller);
     *records = static_cast<Record*>(block);
@@ -173,3 +193,20 @@ template <typename Record>
 // `whereFormat` and placed behind the table's name as it is; it may be empty. Returns the executor's code.
 [[nodiscard]] int orindb_getRowCount(DbContext* dbContext, int dbType, uint32_t* count, const char* table,
                                      const char* whereFormat, ...) __attribute__((format(printf, 5, 6)));
+
+// Adds up a column: "SELECT SUM(column) FROM table where", with the WHERE text as above; 0 without rows. Returns the
+// executor's code.
+[[nodiscard]] int orindb_getRowSum(DbContext* dbContext, int dbType, int64_t* sum, const char* column,
+                                   const char* table, const char* whereFormat, ...)
+    __attribute__((format(printf, 6, 7)));
+
+struct OrindbIdPair {
+    uint16_t first;
+    uint16_t second;
+};
+
+// Runs a SELECT of two number columns (at most 2047 characters) and returns its rows. The array is the caller's,
+// released with free(); an empty one is nullptr. Returns the executor's code; ORINDB_INVALID_PARAMETER for a missing
+// argument.
+[[nodiscard]] int orindb_getIdPairArray(DbContext* dbContext, int dbType, OrindbIdPair** pairs, uint16_t* count,
+                                        const char* selectFormat, ...) __attribute__((format(printf, 5, 6)));
