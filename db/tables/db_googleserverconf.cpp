@@ -1,5 +1,6 @@
 #include "db_googleserverconf.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include "orin_stringutils.h"
 #include "orindb_contact.h"
 #include "orindb_contactdetail.h"
+#include "orindb_importrow.h"
 
 namespace {
 
@@ -38,6 +40,22 @@ constexpr std::array COLUMNS{
 };
 
 constexpr int BASE = 10;
+// An imported text keeps at most this many characters.
+constexpr size_t MAX_IMPORTED_TEXT = 511;
+
+// What db_replaceGoogleServerConf makes of a record, made of a row.
+int prepareImport(DbContext* /*dbContext*/, OrindbImportRow& row) {
+    row.isWritten = orindb_importNumber(orindb_importValue(row, "googleAccountId")) != 0;
+    for (OrindbImportValue& value : orindb_importValues(row)) {
+        value.value.length = std::min(value.value.length, MAX_IMPORTED_TEXT);
+    }
+    OrindbImportValue* group = orindb_importValue(row, "googleGroup");
+    if (group != nullptr && std::string_view(group->bytes, group->value.length) == "0") {
+        group->value.length = 0;
+    }
+    const bool hasToken = !orindb_importIsEmpty(orindb_importValue(row, "refreshToken"));
+    return hasToken ? ORINDB_OK : orindb_setImportNumber(row, "needsNewAuth", 1);
+}
 
 uint8_t drawAccountId() {
     constexpr double RANGE = 99.0;
@@ -124,7 +142,7 @@ int clearGroup(DbContext* dbContext, int32_t contactGroupId) {
 }  // namespace
 
 constexpr OrindbTable ORINDB_GOOGLE_SERVER_CONF_TABLE =
-    orindb_describeTable<GoogleServerConf, NAME, COLUMNS>(ORINDB_KONFIG, SCHEMA);
+    orindb_describeTable<GoogleServerConf, NAME, COLUMNS>(ORINDB_KONFIG, SCHEMA, prepareImport);
 
 int db_createGoogleServerConfTable(DbContext* dbContext) {
     return orindb_createTable(dbContext, ORINDB_GOOGLE_SERVER_CONF_TABLE, __func__);
@@ -159,6 +177,9 @@ int orindb_getallDbGoogleServerConf(DbContext* dbContext, GoogleServerConf** rec
 }
 
 int db_getGoogleServerConfSummaries(DbContext* dbContext, GoogleServerConfSummary** summaries, uint16_t* count) {
+    if (summaries == nullptr || count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     *summaries = nullptr;
     *count = 0;
     GoogleServerConf* block = nullptr;
@@ -190,7 +211,7 @@ int db_getGoogleServerConfSummaries(DbContext* dbContext, GoogleServerConfSummar
 }
 
 int db_replaceGoogleServerConf(DbContext* dbContext, GoogleServerConf* record) {
-    if (record->googleAccountId == 0) {
+    if (record == nullptr || record->googleAccountId == 0) {
         return ORINDB_INVALID_PARAMETER;
     }
     if (strcmp(record->googleGroup, "0") == 0) {
@@ -204,7 +225,7 @@ int db_replaceGoogleServerConf(DbContext* dbContext, GoogleServerConf* record) {
 
 int db_saveGoogleServerConf(DbContext* dbContext, GoogleServerConf* record) {
     GoogleServerConf stored{};
-    if (record->googleAccountId != 0 &&
+    if (record != nullptr && record->googleAccountId != 0 &&
         db_getDbGoogleServerConf(dbContext, record->googleAccountId, &stored) == ORINDB_OK) {
         if (strcmp(record->serverusername, stored.serverusername) != 0 &&
             strcmp(record->refreshToken, stored.refreshToken) == 0) {
@@ -219,6 +240,9 @@ int db_saveGoogleServerConf(DbContext* dbContext, GoogleServerConf* record) {
 
 int db_addGoogleServerConf(DbContext* dbContext, const char* accountname, const char* serverusername,
                            const char* refreshToken, uint8_t serveractiv, GoogleServerConf* record) {
+    if (record == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     Transaction transaction(dbContext, ORINDB_KONFIG);
     if (transaction.begun() != ORINDB_OK) {
         return transaction.begun();
@@ -240,6 +264,9 @@ int db_setGoogleServerConf(DbContext* dbContext, const char* accountname, const 
                            const char* refreshToken, uint8_t googleAccountId, int32_t contactGroupId,
                            const char* googleGroup, int32_t updateinterval, const char* lastupdatetime,
                            uint8_t serveractiv, GoogleServerConf* record) {
+    if (record == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     Transaction transaction(dbContext, ORINDB_KONFIG);
     if (transaction.begun() != ORINDB_OK) {
         return transaction.begun();

@@ -23,6 +23,10 @@ int orindb_createCallThroughTable(DbContext* dbContext) {
 }
 
 int orindb_removeCallThrough(DbContext* dbContext, uint16_t contactId) {
-    const DeleteText sql("DELETE FROM %s WHERE contactId=%i", NAME, contactId);
+    return orindb_deleteByNumber(dbContext, ORINDB_CALL_THROUGH_TABLE, "contactId", contactId, __func__);
+}
+
+int orindb_removeAllCallThrough(DbContext* dbContext) {
+    const DeleteText sql("DELETE FROM %s", NAME);
     return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
 }

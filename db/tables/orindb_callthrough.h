@@ -13,3 +13,4 @@ extern const OrindbTable ORINDB_CALL_THROUGH_TABLE;
 // Return 0 or a code. Removing what is not there is no failure.
 [[nodiscard]] int orindb_createCallThroughTable(DbContext* dbContext);
 [[nodiscard]] int orindb_removeCallThrough(DbContext* dbContext, uint16_t contactId);
+[[nodiscard]] int orindb_removeAllCallThrough(DbContext* dbContext);

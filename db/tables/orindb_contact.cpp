@@ -66,7 +66,12 @@ int removeContactRows(DbContext* dbContext, uint16_t contactId) {
     return result;
 }
 
-int countVisibleTo(DbContext* dbContext, uint16_t subscriberId, uint32_t* count) {
+// Counts the contacts that have a bit in common with the mask and the subscriber's permitted groups at once.
+int countInCommonGroup(DbContext* dbContext, uint32_t groupMask, uint16_t subscriberId, uint32_t* count) {
+    Transaction transaction(dbContext, ORINDB_KONFIG);
+    if (transaction.begun() != ORINDB_OK) {
+        return transaction.begun();
+    }
     Contact* block = nullptr;
     uint32_t all = 0;
     int result = orindb_getContactArray(dbContext, &block, &all, "ORDER BY contactId");
@@ -76,11 +81,11 @@ int countVisibleTo(DbContext* dbContext, uint16_t subscriberId, uint32_t* count)
         result = orindb_getTeilnehmer(dbContext, subscriberId, &subscriber);
     }
     for (uint32_t i = 0; result == ORINDB_OK && i < all; ++i) {
-        if ((block[i].contactGrpBitfield & subscriber.contactGrpBitfield) != 0) {
+        if ((block[i].contactGrpBitfield & groupMask & subscriber.contactGrpBitfield) != 0) {
             ++*count;
         }
     }
-    return result;
+    return transaction.end(result);
 }
 
 }  // namespace
@@ -131,6 +136,9 @@ uint16_t orindb_getContactIdByResourceName(DbContext* dbContext, const char* res
 }
 
 int orindb_createContact(DbContext* dbContext, uint32_t contactGrpBitfield, int32_t /*reserved*/, Contact* contact) {
+    if (contact == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     Transaction transaction(dbContext, ORINDB_KONFIG);
     if (transaction.begun() != ORINDB_OK) {
         return transaction.begun();
@@ -171,16 +179,33 @@ int orindb_removeCt(DbContext* dbContext, uint16_t contactId) {
 }
 
 int orindb_getNumberofallContact(DbContext* dbContext, uint32_t* count, uint16_t subscriberId) {
+    if (count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     *count = 0;
     if (subscriberId == 0) {
         return orindb_getRowCount(dbContext, ORINDB_KONFIG, count, NAME, "WHERE (contactGrpBitfield & %d)=0",
                                   static_cast<int32_t>(ORINDB_SYSTEM_GROUPS));
     }
-    Transaction transaction(dbContext, ORINDB_KONFIG);
-    if (transaction.begun() != ORINDB_OK) {
-        return transaction.begun();
+    return countInCommonGroup(dbContext, UINT32_MAX, subscriberId, count);
+}
+
+int orindb_getContactCountOfContactGroup(DbContext* dbContext, uint32_t groupMask, uint16_t leftOut, uint32_t* count) {
+    if (count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
     }
-    return transaction.end(countVisibleTo(dbContext, subscriberId, count));
+    return orindb_getRowCount(dbContext, ORINDB_KONFIG, count, NAME,
+                              "WHERE contactGrpBitfield & %u > 0 AND contactId<>%i", groupMask, leftOut);
+}
+
+int orindb_getContactCountVisibleToTn(DbContext* dbContext, uint32_t groupMask, uint32_t* count,
+                                      uint16_t subscriberId) {
+    if (count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
+    *count = 0;
+    return subscriberId == 0 ? orindb_getContactCountOfContactGroup(dbContext, groupMask, 0, count)
+                             : countInCommonGroup(dbContext, groupMask, subscriberId, count);
 }
 
 DbMessage orindb_contactMessage(ContactChange change, uint16_t contactId, uint32_t groups) {

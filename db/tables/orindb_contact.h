@@ -59,6 +59,14 @@ int orindb_removeCt(DbContext* dbContext, uint16_t contactId);
 // see.
 [[nodiscard]] int orindb_getNumberofallContact(DbContext* dbContext, uint32_t* count, uint16_t subscriberId);
 
+// Counts the contacts in one of the groups, leaving one contact out (0: none).
+[[nodiscard]] int orindb_getContactCountOfContactGroup(DbContext* dbContext, uint32_t groupMask, uint16_t leftOut,
+                                                       uint32_t* count);
+
+// Counts the contacts that are in one of the groups and, in the same group, visible to a subscriber (0: to anybody).
+[[nodiscard]] int orindb_getContactCountVisibleToTn(DbContext* dbContext, uint32_t groupMask, uint32_t* count,
+                                                    uint16_t subscriberId);
+
 // The message that tells of a change of one contact (ORINDB_MSG_CONTACT_CHANGED).
 [[nodiscard]] DbMessage orindb_contactMessage(ContactChange change, uint16_t contactId, uint32_t groups);
 

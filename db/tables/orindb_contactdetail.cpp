@@ -1,10 +1,12 @@
 #include "orindb_contactdetail.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
 
 #include "orin_stringutils.h"
 #include "orin_utf8.h"
+#include "orindb_importrow.h"
 #include "orinlog.h"
 
 namespace {
@@ -28,6 +30,22 @@ constexpr std::array COLUMNS{
     ORINDB_COLUMN(ContactDetail, value),
 };
 
+// A line of a display holds no control characters; an empty value means that there is no such detail.
+int prepareImport(DbContext* dbContext, OrindbImportRow& row) {
+    OrindbImportValue* value = orindb_importValue(row, "value");
+    if (orindb_importIsEmpty(value)) {
+        row.isWritten = false;
+        return orindb_removeCtdes(dbContext,
+                                  static_cast<uint16_t>(orindb_importNumber(orindb_importValue(row, "contactId"))),
+                                  static_cast<int32_t>(orindb_importNumber(orindb_importValue(row, "key"))));
+    }
+    static constexpr std::string_view BECOMES_SPACE = "\t\n\a";
+    std::replace_if(
+        value->bytes, value->bytes + value->value.length,
+        [](char c) { return BECOMES_SPACE.find(c) != std::string_view::npos; }, ' ');
+    return ORINDB_OK;
+}
+
 // One slot for each key with room to spare, so that a look-up costs one step.
 constexpr uint32_t KEY_TABLE_SLOTS = 100;
 constexpr uint16_t WORD_SIZE = 4;
@@ -49,7 +67,7 @@ int indexByKey(ContactDetail* details, uint32_t count, OrinHashTable* table) {
 }  // namespace
 
 constexpr OrindbTable ORINDB_CONTACT_DETAIL_TABLE =
-    orindb_describeTable<ContactDetail, NAME, COLUMNS>(ORINDB_KONFIG, SCHEMA);
+    orindb_describeTable<ContactDetail, NAME, COLUMNS>(ORINDB_KONFIG, SCHEMA, prepareImport);
 
 int orindb_createKontaktDetailTable(DbContext* dbContext) {
     return orindb_createTable(dbContext, ORINDB_CONTACT_DETAIL_TABLE, __func__, OrindbDefaults::no, nullptr, INDEXES);
@@ -108,6 +126,9 @@ int orindb_saveContactDetail(DbContext* dbContext, ContactDetail* detail) {
 }
 
 int orindb_createCtD(DbContext* dbContext, uint16_t contactId, int32_t key, const char* value, ContactDetail* work) {
+    if (work == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     work->contactId = contactId;
     work->key = key;
     orin_strncpy(work->value, value);

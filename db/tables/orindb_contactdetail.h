@@ -83,3 +83,11 @@ constexpr char ORINDB_PHOTO_DIRECTORY[] = "/data/img/";
 // Removes one detail, or all of a contact. Removing what is not there is no failure.
 [[nodiscard]] int orindb_removeCtdes(DbContext* dbContext, uint16_t contactId, int32_t key);
 [[nodiscard]] int orindb_removeCtd(DbContext* dbContext, uint16_t contactId);
+
+// Removes details that are empty, belong to no contact or hold the obsolete placeholder of a short number, and strips
+// short numbers of the old form "12$3" to their number. REQUIRES: an open transaction.
+[[nodiscard]] int orindb_repairContactDetailTable(DbContext* dbContext);
+
+// Removes photo details whose file is gone, and files of the photo directory that no detail names; subdirectories and
+// links stay. One transaction.
+[[nodiscard]] int orindb_removeUnusedPhotos(DbContext* dbContext);

@@ -56,10 +56,8 @@ int orindb_createContactGroupTable(DbContext* dbContext, OrindbDefaults defaults
 }
 
 int orindb_getContactGroup(DbContext* dbContext, uint32_t contactGroupId, ContactGroup* group) {
-    const OrindbTable& table = ORINDB_CONTACT_GROUP_TABLE;
-    const SelectText sql("SELECT %s FROM %s WHERE contactGroupId=%" PRIu32, table.columnList, table.name,
-                         contactGroupId);
-    return orindb_selectOne(dbContext, table, sql.get(), group, __func__);
+    return orindb_selectByNumber(dbContext, ORINDB_CONTACT_GROUP_TABLE, "contactGroupId", contactGroupId, group,
+                                 __func__);
 }
 
 int orindb_saveContactGroup(DbContext* dbContext, const ContactGroup* group) {
@@ -70,6 +68,5 @@ int orindb_saveContactGroup(DbContext* dbContext, const ContactGroup* group) {
 }
 
 int orindb_removeContactGroup(DbContext* dbContext, uint32_t contactGroupId) {
-    const DeleteText sql("DELETE FROM %s WHERE contactGroupId=%" PRIu32, NAME, contactGroupId);
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+    return orindb_deleteByNumber(dbContext, ORINDB_CONTACT_GROUP_TABLE, "contactGroupId", contactGroupId, __func__);
 }

@@ -6,6 +6,10 @@
 #include "orindb_contact.h"
 #include "orindb_contactdetail.h"
 #include "orindb_contactgroup.h"
+#include "orindb_contactviews.h"
+#include "orindb_dectbasehw.h"
+#include "orindb_dectpphw.h"
+#include "orindb_gesprdat.h"
 #include "orindb_kwtn.h"
 #include "orindb_pbxmisc.h"
 #include "orindb_sonstiges.h"
@@ -14,31 +18,44 @@
 
 namespace {
 
-struct TableCreator {
-    int dbType;
-    int (*create)(DbContext* dbContext, OrindbDefaults defaults);
-};
-
 // A table without default rows.
 template <int (*CREATE)(DbContext*)>
 int withoutDefaults(DbContext* dbContext, OrindbDefaults /*defaults*/) {
     return CREATE(dbContext);
 }
 
-constexpr std::array CREATORS{
-    TableCreator{ORINDB_KONFIG, orindb_createAutorTable},
-    TableCreator{ORINDB_KONFIG, orindb_createSonstigesTable},
-    TableCreator{ORINDB_KONFIG, withoutDefaults<orindb_createTeilnehmerTable>},
-    TableCreator{ORINDB_KONFIG, withoutDefaults<orindb_createCallThroughTable>},
-    TableCreator{ORINDB_KONFIG, withoutDefaults<orindb_createKwTnTable>},
-    TableCreator{ORINDB_KONFIG, orindb_createContactGroupTable},
-    TableCreator{ORINDB_KONFIG, withoutDefaults<orindb_createKontaktTable>},
-    TableCreator{ORINDB_KONFIG, withoutDefaults<orindb_createKontaktDetailTable>},
-    TableCreator{ORINDB_KONFIG, withoutDefaults<db_createGoogleServerConfTable>},
-    TableCreator{ORINDB_PBX, orindb_createPbxMiscTable},
+constexpr std::array KNOWN_TABLES{
+    OrindbKnownTable{&ORINDB_AUTOR_TABLE, orindb_createAutorTable},
+    OrindbKnownTable{&ORINDB_SONSTIGES_TABLE, orindb_createSonstigesTable},
+    OrindbKnownTable{&ORINDB_TEILNEHMER_TABLE, withoutDefaults<orindb_createTeilnehmerTable>},
+    OrindbKnownTable{&ORINDB_CALL_THROUGH_TABLE, withoutDefaults<orindb_createCallThroughTable>},
+    OrindbKnownTable{&ORINDB_KW_TN_TABLE, withoutDefaults<orindb_createKwTnTable>},
+    OrindbKnownTable{&ORINDB_CONTACT_GROUP_TABLE, orindb_createContactGroupTable},
+    OrindbKnownTable{&ORINDB_CONTACT_TABLE, withoutDefaults<orindb_createKontaktTable>},
+    OrindbKnownTable{&ORINDB_CONTACT_DETAIL_TABLE, withoutDefaults<orindb_createKontaktDetailTable>},
+    OrindbKnownTable{&ORINDB_CONTACT_NAMES_TABLE, withoutDefaults<orindb_createContactNamesTable>},
+    OrindbKnownTable{&ORINDB_CONTACT_PHONES_TABLE, withoutDefaults<orindb_createContactPhonesTable>},
+    OrindbKnownTable{&ORINDB_GOOGLE_SERVER_CONF_TABLE, withoutDefaults<db_createGoogleServerConfTable>},
+    OrindbKnownTable{&ORINDB_DECT_BASE_HW_TABLE, orindb_createDectBaseHwTable},
+    OrindbKnownTable{&ORINDB_DECT_PP_HW_TABLE, orindb_createDectPpHwTable},
+    OrindbKnownTable{&ORINDB_GESPR_DAT_TABLE, orindb_createGesprDatTable},
+    OrindbKnownTable{&ORINDB_PBX_MISC_TABLE, orindb_createPbxMiscTable},
 };
 
 }  // namespace
+
+std::span<const OrindbKnownTable> orindb_knownTables() {
+    return KNOWN_TABLES;
+}
+
+const OrindbKnownTable* orindb_findKnownTable(int dbType, std::string_view name) {
+    for (const OrindbKnownTable& known : KNOWN_TABLES) {
+        if (known.table->dbType == dbType && orindb_isSameName(known.table->name, name)) {
+            return &known;
+        }
+    }
+    return nullptr;
+}
 
 int orindb_createDbTables(DbContext* dbContext, int dbType, OrindbDefaults defaults) {
     Transaction transaction(dbContext, dbType);
@@ -48,10 +65,13 @@ int orindb_createDbTables(DbContext* dbContext, int dbType, OrindbDefaults defau
     }
     DbHandle& handle = dbContext->handles[dbType];
     result = db_dropAllTablesViewsAndIndizes(&handle);
-    for (const TableCreator& creator : CREATORS) {
-        if (result == ORINDB_OK && creator.dbType == dbType) {
-            result = creator.create(dbContext, defaults);
+    for (const OrindbKnownTable& known : KNOWN_TABLES) {
+        if (result == ORINDB_OK && known.table->dbType == dbType) {
+            result = known.create(dbContext, defaults);
         }
+    }
+    if (result == ORINDB_OK) {
+        result = orindb_createDbViews(dbContext, dbType);
     }
     if (result == ORINDB_OK) {
         result = orindb_setClientVersionInDbFile(dbContext, dbType, handle.clientVersion, handle.clientMinorVersion);

@@ -24,6 +24,10 @@ int orindb_createKwTnTable(DbContext* dbContext) {
 }
 
 int orindb_removeKwTnOfKwId(DbContext* dbContext, uint16_t kwId) {
-    const DeleteText sql("DELETE FROM %s WHERE kwId=%i", NAME, kwId);
+    return orindb_deleteByNumber(dbContext, ORINDB_KW_TN_TABLE, "kwId", kwId, __func__);
+}
+
+int orindb_removeKwTnAll(DbContext* dbContext) {
+    const DeleteText sql("DELETE FROM %s", NAME);
     return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
 }

@@ -22,7 +22,6 @@ int orindb_createTeilnehmerTable(DbContext* dbContext) {
 }
 
 int orindb_getTeilnehmer(DbContext* dbContext, uint16_t teilnehmerId, Teilnehmer* teilnehmer) {
-    const OrindbTable& table = ORINDB_TEILNEHMER_TABLE;
-    const SelectText sql("SELECT %s FROM %s WHERE teilnehmerId=%i", table.columnList, table.name, teilnehmerId);
-    return orindb_selectOne(dbContext, table, sql.get(), teilnehmer, __func__);
+    return orindb_selectByNumber(dbContext, ORINDB_TEILNEHMER_TABLE, "teilnehmerId", teilnehmerId, teilnehmer,
+                                 __func__);
 }
