@@ -31,8 +31,8 @@ constexpr int SHARED_AREA_KEY = 16967;
 constexpr int SHARED_AREA_SEMAPHORE_KEY = 16968;
 constexpr int EVERYBODY = 0666;
 using Path = std::array<char, DB_FILE_NAME_SIZE>;
-// Leaves room for '/' and the name of a file.
-constexpr int32_t DIRECTORY_SIZE = DB_FILE_NAME_SIZE - 16;
+// Leaves room for '/' and the longest name of a file.
+constexpr int32_t DIRECTORY_SIZE = DB_FILE_NAME_SIZE - (sizeof("/gesprdat3.db") - 1);
 using Directory = std::array<char, DIRECTORY_SIZE>;
 
 struct DatabaseFile {
@@ -211,6 +211,10 @@ int refuseOtherVersion(const DbContext* dbContext, int dbType) {
 }  // namespace
 
 int orindb_openAllDbsWithDefaultNames(DbContext* dbContext, const char* dataDirectory, int flags) {
+    if (dbContext == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
+        return ORINDB_INVALID_PARAMETER;
+    }
     const Path process = executablePath();
     ORINLOG_FN(ORINLOG_DEBUG, "process=%s dbPath=%s notifyChanges=%i integrityCheck=%i readonly=%i", process.data(),
                dataDirectory != nullptr ? dataDirectory : "", flags & ORINDB_NOTIFY_CHANGES,
@@ -245,6 +249,9 @@ int orindb_openAllDbsWithDefaultNames(DbContext* dbContext, const char* dataDire
 }
 
 void orindb_closeAllDbs(DbContext* dbContext) {
+    if (dbContext == nullptr) {
+        return;
+    }
     for (DbHandle& handle : dbContext->handles) {
         db_closeDb(&handle);
     }

@@ -10,13 +10,13 @@
 // Flags of orindb_openAllDbsWithDefaultNames.
 constexpr int ORINDB_NOTIFY_CHANGES = 1 << 0;   // commits announce changes on the message queue
 constexpr int ORINDB_INTEGRITY_CHECK = 1 << 1;  // check the files first; a damaged one is removed and the opening fails
-constexpr int ORINDB_READONLY = 1 << 2;         // no lock, and no file is created or converted
+constexpr int ORINDB_READONLY = 1 << 2;         // no lock, and no file is filled: one that is missing becomes empty
 
 // Fills *dbContext (zeroed first) and opens the set.
 //   dataDirectory  nullptr or "" for "/data/db", or else "$HOME/rootfs-kv7200/data/db"
-// Returns 0, ORINDB_NO_DATA_DIRECTORY, or the code of the step that failed (logged at level 1). A file of another
-// version fails the opening and is left as it is. A lock that cannot be taken is logged and done without; so are shared
-// memory and queue that cannot be had.
+// Returns 0, ORINDB_INVALID_PARAMETER for no context, ORINDB_NO_DATA_DIRECTORY, or the code of the step that failed
+// (logged at level 1). A file of another version fails the opening and is left as it is. A lock that cannot be taken is
+// logged and done without; so are shared memory and queue that cannot be had.
 [[nodiscard]] int orindb_openAllDbsWithDefaultNames(DbContext* dbContext, const char* dataDirectory, int flags);
 
 // Closes the files and detaches the shared area.

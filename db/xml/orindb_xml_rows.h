@@ -1,0 +1,32 @@
+// Writes the rows of an import: one prepared statement serves all rows with the same columns.
+#pragma once
+
+#include "orin_stringbuffer.h"
+#include "orindb_importrow.h"
+#include "orindb_table.h"
+
+// The table that rows are written to at the moment.
+struct OrindbRowWriter {
+    DbContext* dbContext;
+    int dbType;
+    const OrindbTable* known;  // nullptr for a table that this program does not know
+    orinStringBuffer table;    // its name
+    orinStringBuffer columns;  // of the prepared statement, as they stand in its text
+    Cursor statement;
+    bool hasWritten;
+};
+
+// Starts with a table; `known` is its description or nullptr. Returns 0 or ORINDB_FAILED.
+[[nodiscard]] int orindb_beginRows(OrindbRowWriter& writer, const OrindbTable* known, std::string_view table);
+
+// Writes a row, by the rule of a known table and without the columns that it does not have. Returns 0 or a code.
+[[nodiscard]] int orindb_writeRow(OrindbRowWriter& writer, OrindbImportRow& row);
+
+// Ends with the table and counts its change.
+void orindb_endRows(OrindbRowWriter& writer);
+
+// Releases what the writer holds.
+void orindb_freeRowWriter(OrindbRowWriter& writer);
+
+// Appends an identifier between double quotes. Returns 0, or -1 when memory is out.
+[[nodiscard]] int orindb_appendQuoted(orinStringBuffer* sql, std::string_view name);
