@@ -56,7 +56,7 @@ int namesWithoutALetter(const Search& search) {
 int namesWithLetterOrUmlaut(const Search& search, const char* searchText, const char* umlaut) {
     return orindb_getContactDetailArray(
         search.dbContext, search.details, search.count,
-        "WHERE key=%i AND (value LIKE '%s%%' OR value LIKE '%s%%') %s ORDER BY value ASC", ORINDB_DETAIL_FAMILY_NAME,
+        "WHERE key=%i AND (value LIKE '%s%%' OR value LIKE '%%%s%%') %s ORDER BY value ASC", ORINDB_DETAIL_FAMILY_NAME,
         QuotedSearch(searchText).get(), umlaut, restriction().get());
 }
 
