@@ -10,6 +10,7 @@
 #include "message.h"
 #include "orin_datei_tools.h"
 #include "orin_memory.h"
+#include "orin_utf8.h"
 #include "orindb_contactgroup.h"
 
 namespace {
@@ -74,6 +75,19 @@ bool account_readContacts(DbContext* databases, uint32_t group, std::vector<Cont
     const Malloced<Contact> owner(block);
     contacts.assign(block, block + count);
     return account_succeeded(result, "the contacts cannot be read");
+}
+
+bool account_readList(DbContext* databases, uint32_t group, PhoneList& list) {
+    const std::string where = group != 0 ? "WHERE c.contactGrpBitfield & " + std::to_string(group) + " > 0" : "";
+    ContactPartial* block = nullptr;
+    uint16_t count = 0;
+    const int result = orindb_getContactPartialsArray(databases, &block, &count, "%s", where.c_str());
+    const Malloced<ContactPartial> owner(block);
+    for (uint16_t i = 0; i < count; ++i) {
+        orin_utf8_fix_tail(block[i].displayname);
+        list.emplace(block[i].contactId, block[i]);
+    }
+    return account_succeeded(result, "the list of contacts cannot be read");
 }
 
 std::string account_groupName(DbContext* databases, uint32_t group) {

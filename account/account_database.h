@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "db_googleserverconf.h"
 #include "orindb_contact.h"
+#include "orindb_contactpartial.h"
 #include "orindb_dbaccess.h"
 
 // The database set, open for the length of a block. It announces changes as every process of the PBX does: whoever
@@ -39,6 +41,12 @@ class Databases {
 
 // The contacts of a group (a contact that is in several groups too), ordered by their ids. False: failed.
 [[nodiscard]] bool account_readContacts(DbContext* databases, uint32_t group, std::vector<Contact>& contacts);
+
+// A row of the phone book's list for each contact, by its id.
+using PhoneList = std::map<uint16_t, ContactPartial>;
+
+// The list of a group's contacts, or of all (group 0). False: failed.
+[[nodiscard]] bool account_readList(DbContext* databases, uint32_t group, PhoneList& list);
 
 // The name of a contact group; empty when it does not exist.
 [[nodiscard]] std::string account_groupName(DbContext* databases, uint32_t group);

@@ -16,6 +16,7 @@ struct Command {
     OptionSet known;
     OptionSet required;
     int (*run)(const Options& options);
+    const char* operand = "";  // the word for it in the help; empty for a command without one
 };
 constexpr std::array COMMANDS{
     Command{"add", "add a Google account for a contact group",
@@ -39,6 +40,12 @@ constexpr std::array COMMANDS{
     Command{"contacts", "show the phone book of a group", "",
             optionSet({Option::group, Option::json, Option::allDetails}), optionSet({Option::group}),
             account_showContacts},
+    Command{
+        "search", "find contacts of all groups by family name, as the phones do",
+        "Finds the names that begin with TEXT; % and _ in it stand for any characters and for one. With a first\n"
+        "character A, O or U names that hold the umlaut are found too, with 0 those that begin with a digit, with @\n"
+        "those that begin with neither letter nor digit, and contacts without a family name.",
+        0, 0, account_search, "TEXT"},
     Command{"remove", "remove an account with what it brought into the phone book",
             "Contacts that came from Google leave the group, and are removed when they are in no other group.",
             optionSet({Option::group, Option::yes}), optionSet({Option::group}), account_remove},
@@ -66,8 +73,8 @@ void printOverview(FILE* to) {
 }
 
 int printHelp(const Command& command) {
-    printf("usage: ct_account %s [OPTION...]\n%s\n%s%s\n", command.name, command.summary, command.text,
-           *command.text != '\0' ? "\n" : "");
+    printf("usage: ct_account %s [OPTION...]%s%s\n%s\n%s%s\n", command.name, *command.operand != '\0' ? " " : "",
+           command.operand, command.summary, command.text, *command.text != '\0' ? "\n" : "");
     account_printOptions(command.known | optionSet({Option::help}));
     return ACCOUNT_OK;
 }
@@ -83,7 +90,8 @@ int helpFor(int argc, char** argv) {
 }
 
 int runCommand(const Command& command, int argc, char** argv) {
-    const auto options = account_parseOptions(argc, argv, command.known | optionSet({Option::help}), command.required);
+    const auto options =
+        account_parseOptions(argc, argv, command.known | optionSet({Option::help}), command.required, command.operand);
     if (!options) {
         return ACCOUNT_USAGE;
     }

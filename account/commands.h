@@ -18,3 +18,4 @@
 
 [[nodiscard]] int account_showStatus(const Options& options);
 [[nodiscard]] int account_showContacts(const Options& options);
+[[nodiscard]] int account_search(const Options& options);

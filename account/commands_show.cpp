@@ -2,6 +2,7 @@
 #include <json-c/json.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -17,12 +18,14 @@
 #include "orin_memory.h"
 #include "orin_utf8.h"
 #include "orindb_contactdetail.h"
+#include "orindb_contactsearch.h"
 #include "text_table.h"
 
 namespace {
 
 struct PhoneBookEntry {
     Contact contact;
+    ContactPartial listed;
     std::map<int32_t, std::string> details;
 
     // The detail's text; empty when there is none.
@@ -34,8 +37,10 @@ struct PhoneBookEntry {
 
 // What the PBX sorts a contact by.
 std::string nameOf(const PhoneBookEntry& entry) {
-    for (const int32_t key : {ORINDB_DETAIL_DISPLAY_NAME, ORINDB_DETAIL_FAMILY_NAME, ORINDB_DETAIL_GIVEN_NAME,
-                              ORINDB_DETAIL_ORGANISATION}) {
+    if (entry.listed.displayname[0] != '\0') {
+        return entry.listed.displayname;
+    }
+    for (const int32_t key : {ORINDB_DETAIL_FAMILY_NAME, ORINDB_DETAIL_GIVEN_NAME, ORINDB_DETAIL_ORGANISATION}) {
         if (entry.details.contains(key)) {
             return entry.text(key);
         }
@@ -65,11 +70,13 @@ bool readDetails(DbContext* databases, PhoneBookEntry& entry) {
 bool readPhoneBook(uint32_t group, std::vector<PhoneBookEntry>& phoneBook) {
     Databases databases;
     std::vector<Contact> contacts;
-    if (!databases.isOpen() || !account_readContacts(databases.context(), group, contacts)) {
+    PhoneList list;
+    if (!databases.isOpen() || !account_readContacts(databases.context(), group, contacts) ||
+        !account_readList(databases.context(), group, list)) {
         return false;
     }
     for (const Contact& contact : contacts) {
-        phoneBook.push_back({contact, {}});
+        phoneBook.push_back({contact, list[contact.contactId], {}});
         if (!readDetails(databases.context(), phoneBook.back())) {
             return false;
         }
@@ -78,25 +85,35 @@ bool readPhoneBook(uint32_t group, std::vector<PhoneBookEntry>& phoneBook) {
     return true;
 }
 
-// "work +49 30 1, mobile +49 170 2"
-std::string listOf(const PhoneBookEntry& entry, int32_t firstKey, int32_t firstTypeKey, int32_t count) {
-    std::string list;
-    for (int32_t i = 0; i < count; ++i) {
-        const std::string type = entry.text(firstTypeKey + i);
-        const std::string value = entry.text(firstKey + i);
-        if (!value.empty()) {
-            list.append(list.empty() ? "" : ", ").append(type).append(type.empty() ? "" : " ").append(value);
-        }
+using PhoneTypes = std::array<std::string, ORINDB_PHONES>;
+
+PhoneTypes phoneTypesOf(const PhoneBookEntry& entry) {
+    PhoneTypes types;
+    for (int32_t i = 0; i < ORINDB_PHONES; ++i) {
+        types.at(static_cast<size_t>(i)) = entry.text(ORINDB_DETAIL_PHONE_TYPE + i);
     }
-    return list;
+    return types;
+}
+
+// "work +49 30 1, mobile +49 170 2"
+std::string numbersOf(const ContactPartial& listed, const PhoneTypes& types) {
+    std::string numbers;
+    const std::string* type = types.data();
+    for (const char* number : {listed.phoneNr1, listed.phoneNr2, listed.phoneNr3, listed.phoneNr4}) {
+        if (*number != '\0') {
+            numbers.append(numbers.empty() ? "" : ", ").append(*type).append(type->empty() ? "" : " ").append(number);
+        }
+        ++type;
+    }
+    return numbers;
 }
 
 void printTable(const std::vector<PhoneBookEntry>& phoneBook) {
     TextTable table({"ID", "NAME", "NUMBERS", "MAIL", "ORGANISATION", "PHOTO"});
     for (const PhoneBookEntry& entry : phoneBook) {
         table.addRow({std::to_string(entry.contact.contactId), nameOf(entry),
-                      listOf(entry, ORINDB_DETAIL_PHONE, ORINDB_DETAIL_PHONE_TYPE, ORINDB_PHONES),
-                      entry.text(ORINDB_DETAIL_MAIL), entry.text(ORINDB_DETAIL_ORGANISATION),
+                      numbersOf(entry.listed, phoneTypesOf(entry)), entry.text(ORINDB_DETAIL_MAIL),
+                      entry.text(ORINDB_DETAIL_ORGANISATION),
                       entry.details.contains(ORINDB_DETAIL_PHOTO) ? "yes" : "no"});
     }
     table.print(account_outputWidth());
@@ -182,5 +199,27 @@ int account_showContacts(const Options& options) {
     } else {
         printTable(phoneBook);
     }
+    return ACCOUNT_OK;
+}
+
+int account_search(const Options& options) {
+    Databases databases;
+    PhoneList list;
+    if (!databases.isOpen() || !account_readList(databases.context(), 0, list)) {
+        return ACCOUNT_FAILED;
+    }
+    ContactDetail* block = nullptr;
+    uint32_t count = 0;
+    const int result = orindb_searchContactsByName(databases.context(), options.operand, &block, &count);
+    const Malloced<ContactDetail> names(block);
+    if (!account_succeeded(result, "the contacts cannot be searched")) {
+        return ACCOUNT_FAILED;
+    }
+    TextTable table({"ID", "FAMILY NAME", "NAME", "NUMBERS"});
+    for (uint32_t i = 0; i < count; ++i) {
+        const ContactPartial& listed = list[block[i].contactId];
+        table.addRow({std::to_string(block[i].contactId), block[i].value, listed.displayname, numbersOf(listed, {})});
+    }
+    table.print(account_outputWidth());
     return ACCOUNT_OK;
 }

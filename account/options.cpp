@@ -133,6 +133,24 @@ bool takeOption(int answer, const char* command, const char* argument, Options& 
     return true;
 }
 
+// Takes what is left behind the options. Returns false after telling what is wrong.
+bool takeOperand(int argc, char** argv, const char* word, Options& options) {
+    const char* command = argv[0];
+    int next = optind;
+    const bool isWanted = *word != '\0';
+    if (isWanted && next < argc) {
+        options.operand = argv[next++];
+    } else if (isWanted && !options.has(Option::help)) {
+        account_error("%s: %s is missing", command, word);
+        return false;
+    }
+    if (next < argc) {
+        account_error("%s: '%s' is %s", command, argv[next], isWanted ? "too much" : "no option");
+        return false;
+    }
+    return true;
+}
+
 bool hasRequired(const char* command, const Options& options, OptionSet required) {
     for (size_t rule = 0; rule < OPTION_RULES.size(); ++rule) {
         if ((required & ~options.given & setOf(rule)) != 0 && !options.has(Option::help)) {
@@ -145,7 +163,8 @@ bool hasRequired(const char* command, const Options& options, OptionSet required
 
 }  // namespace
 
-std::optional<Options> account_parseOptions(int argc, char** argv, OptionSet known, OptionSet required) {
+std::optional<Options> account_parseOptions(int argc, char** argv, OptionSet known, OptionSet required,
+                                            const char* operand) {
     Options options;
     const LongOptions list = longOptions(known);
     const char* command = argv[0];
@@ -160,11 +179,7 @@ std::optional<Options> account_parseOptions(int argc, char** argv, OptionSet kno
             return std::nullopt;
         }
     }
-    if (optind < argc) {
-        account_error("%s: '%s' is no option", command, argv[optind]);
-        return std::nullopt;
-    }
-    if (!hasRequired(command, options, required)) {
+    if (!takeOperand(argc, argv, operand, options) || !hasRequired(command, options, required)) {
         return std::nullopt;
     }
     return options;

@@ -45,6 +45,7 @@ struct Options {
     int32_t interval = 0;
     uint16_t retryLimit = 0;
     uint16_t retryWait = 0;  // seconds
+    const char* operand = "";
 
     [[nodiscard]] bool has(Option option) const {
         return (given & optionSet({option})) != 0;
@@ -52,8 +53,10 @@ struct Options {
 };
 
 // Reads the arguments behind the command's name, argv[0], with the options that the command knows and those that it
-// cannot do without. Returns nothing after telling the user what is wrong with them. With --help nothing is missed.
-[[nodiscard]] std::optional<Options> account_parseOptions(int argc, char** argv, OptionSet known, OptionSet required);
+// cannot do without. `operand` is the word for the command's operand, empty for a command without one. Returns
+// nothing after telling the user what is wrong with them. With --help nothing is missed.
+[[nodiscard]] std::optional<Options> account_parseOptions(int argc, char** argv, OptionSet known, OptionSet required,
+                                                          const char* operand);
 
 // Prints a line for each of these options.
 void account_printOptions(OptionSet options);
