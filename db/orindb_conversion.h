@@ -8,7 +8,7 @@
 // directory. The older file stays. Without an older file nothing happens: SQLite will create the current one. Returns 0,
 // or ORINDB_FAILED when the copy failed (logged); there is no current file then, and none may be created, or the older
 // one would never be looked at again.
-int orindb_takeOverOlderFile(int dbType, const char* directory, const char* currentPath);
+[[nodiscard]] int orindb_takeOverOlderFile(int dbType, const char* directory, const char* currentPath);
 
 // Converts the open database of one type to this program's version. REQUIRES: an open transaction, which the caller
 // ends; until then the file is as it was. Returns 0 or the code of the export or import that failed (logged and

@@ -16,9 +16,11 @@
 
 #include "orin_datei_tools.h"
 #include "orin_stringutils.h"
+#include "orindb_conversion.h"
 #include "orindb_dbtables.h"
-#include "orindb_logandprint.h"
+#include "orindb_repair.h"
 #include "orindb_version.h"
+#include "orinlog.h"
 
 namespace {
 
@@ -88,7 +90,8 @@ void logLockFailure(const char* function) {
 // A lock that cannot be had never stops the start.
 void orindb_lock(DbContext* dbContext) {
     ORINLOG_FN(ORINLOG_DEBUG, "will lock");
-    dbContext->lockFileDescriptor = open(LOCK_FILE, O_RDWR | O_CREAT | O_CLOEXEC, EVERYBODY);
+    // Not closed in children: a copy that outlives a killed starter keeps the next one waiting until it is complete.
+    dbContext->lockFileDescriptor = open(LOCK_FILE, O_RDWR | O_CREAT, EVERYBODY);
     if (dbContext->lockFileDescriptor < 0) {
         ORINLOG_FN(ORINLOG_ERROR, "open(%s) failed: %s (%d)", LOCK_FILE, strerror(errno), errno);
         return;
@@ -121,6 +124,17 @@ Path filePath(const Directory& directory, const DatabaseFile& file) {
     Path path{};
     snprintf(path.data(), path.size(), "%s/%s", directory.data(), file.name);
     return path;
+}
+
+int takeOverOlderFiles(const Directory& directory) {
+    for (const int type : {ORINDB_KONFIG, ORINDB_PBX}) {
+        const Path current = filePath(directory, FILES[static_cast<size_t>(type)]);
+        const int result = orindb_takeOverOlderFile(type, directory.data(), current.data());
+        if (result != ORINDB_OK) {
+            return result;
+        }
+    }
+    return ORINDB_OK;
 }
 
 int openFiles(DbContext* dbContext, const Directory& directory, int flags) {
@@ -168,6 +182,9 @@ int checkAll(DbContext* dbContext) {
 int openLocked(DbContext* dbContext, const Directory& directory, int found, int flags) {
     int result = found;
     if (result == ORINDB_OK) {
+        result = takeOverOlderFiles(directory);
+    }
+    if (result == ORINDB_OK) {
         result = openFiles(dbContext, directory, flags);
     }
     if (result == ORINDB_OK && (flags & ORINDB_INTEGRITY_CHECK) != 0) {
@@ -181,6 +198,9 @@ int openLocked(DbContext* dbContext, const Directory& directory, int found, int 
     }
     if (result == ORINDB_OK && (flags & ORINDB_READONLY) == 0) {
         result = checkAll(dbContext);
+    }
+    if (result == ORINDB_OK && (flags & ORINDB_INTEGRITY_CHECK) != 0) {
+        result = orindb_repairConfiguration(dbContext);
     }
     return result;
 }
@@ -200,12 +220,6 @@ int createNewDatabase(DbContext* dbContext, int dbType) {
         dbContext->innerDbCachePtr->newConfigurationSeen = 1;
     }
     return result;
-}
-
-int refuseOtherVersion(const DbContext* dbContext, int dbType) {
-    ORINDB_LOG_AND_PRINT(ORINLOG_ERROR, "checkDB: %s has another version and is left as it is",
-                         dbContext->handles[dbType].fileName);
-    return ORINDB_FAILED;
 }
 
 }  // namespace
@@ -271,7 +285,7 @@ int checkDB(DbContext* dbContext, int dbType) {
         result = createNewDatabase(dbContext, dbType);
     }
     if (result == ORINDB_OK && orindb_isDbFileAndClientVersionEqual(dbContext, dbType) == 0) {
-        result = refuseOtherVersion(dbContext, dbType);
+        result = orindb_convertDb(dbContext, dbType);
     }
     return transaction.end(result);
 }

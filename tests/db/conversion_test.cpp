@@ -13,6 +13,7 @@
 
 #include "db_dump.h"
 #include "file_tools.h"
+#include "orindb_xml.h"
 #include "set_world.h"
 #include "write_fault.h"
 
@@ -120,6 +121,7 @@ void Conversion::faultAtEachWrite(const std::function<bool(int allowed)>& start)
         ASSERT_FALSE(HasFailure()) << "write " << allowed;
         log.clear();
         if (!hasCome) {
+            std::cout << allowed << " writes\n";
             EXPECT_GT(allowed, 50);
         }
     }
@@ -147,20 +149,53 @@ TEST_F(Conversion, AFullDiskFailsTheStartAndTheNextOneFinishes) {
     });
 }
 
+// No file of this process may grow beyond this size.
+void limitFiles(rlim_t size) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{size, size};
+    setrlimit(RLIMIT_FSIZE, &small);
+}
+
+TEST_F(Conversion, AnExportThatFindsNoRoomLeavesNoFile) {
+    ASSERT_EQ(open(), ORINDB_OK);
+    for (const int type : {ORINDB_PBX, ORINDB_KONFIG}) {
+        EXPECT_EQ(inChild([&] {
+                      limitFiles(100);
+                      return orindb_xmlExportDb(&db, type, "/tmp/export.xml") == ORINDB_OK ? ORINDB_FAILED : ORINDB_OK;
+                  }),
+                  0);
+        EXPECT_FALSE(fileExists("/tmp/export.xml"));
+    }
+}
+
 TEST_F(Conversion, ACopyThatFailsIsMadeAgainByTheNextStart) {
     makeOldFiles();
-    const auto startOnSmallDisk = [this](rlim_t size) {
-        signal(SIGXFSZ, SIG_IGN);
-        const rlimit small{size, size};
-        setrlimit(RLIMIT_FSIZE, &small);
-        return open();
-    };
     for (const rlim_t size : {rlim_t{0}, rlim_t{8192}}) {
-        EXPECT_EQ(inChild([&] { return startOnSmallDisk(size); }), 1);
+        EXPECT_EQ(inChild([&] {
+                      limitFiles(size);
+                      return open();
+                  }),
+                  1);
         EXPECT_FALSE(fileExists(KONFIG_FILE));
         EXPECT_FALSE(fileExists(CALL_RECORDS_FILE)) << "nothing is created";
     }
     EXPECT_EQ(open(), ORINDB_OK);
+    EXPECT_EQ(sqliteValue(KONFIG_FILE, "SELECT COUNT(*) FROM Gruppe"), "2");
+}
+
+TEST_F(Conversion, ACopyThatOutlivesItsStarterIsWaitedFor) {
+    makeOldFiles();
+    writeFile("/tmp/slow/cp", "#!/bin/sh\nsleep 0.3\n/bin/cp \"$@\"\n: >/tmp/slow/done\n");
+    fs::permissions("/tmp/slow/cp", fs::perms::owner_all);
+    const int status = inChild([&] {
+        setenv("PATH", "/tmp/slow:/bin:/usr/bin", 1);
+        const WriteFault killing(Fault::kill, 1);
+        return open();
+    });
+    EXPECT_EQ(status, -SIGKILL);
+    EXPECT_FALSE(fileExists(KONFIG_FILE));
+    EXPECT_EQ(open(), ORINDB_OK);
+    EXPECT_TRUE(fileExists("/tmp/slow/done"));
     EXPECT_EQ(sqliteValue(KONFIG_FILE, "SELECT COUNT(*) FROM Gruppe"), "2");
 }
 
@@ -173,6 +208,9 @@ TEST_F(Conversion, TheNewestOlderFileIsTakenOverAndItsRowsAreKept) {
         writeFile(older, bytes);
         writeFile("/data/db/konfig2.db", "never looked at");
         fs::remove(KONFIG_FILE);
+        if (number == 6) {
+            writeFile(KONFIG_FILE, "");
+        }
         log.clear();
         ASSERT_EQ(open(), ORINDB_OK) << log;
         EXPECT_THAT(printed, HasSubstr("Unterschiedliche Version: DB-File-Version=1800:1 != DB-Client-Version=1987:6\n"
@@ -324,8 +362,6 @@ TEST_F(Conversion, ALargeFileWithHundredsOfTablesIsConvertedInTime) {
     const auto start = std::chrono::steady_clock::now();
     ASSERT_EQ(open(), ORINDB_OK);
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
     std::cout << "50000 rows converted in " << seconds.count() << " s\n";
     EXPECT_LT(seconds.count(), 20);
     EXPECT_EQ(difference(before, others(dumpFile(KONFIG_FILE))), "");

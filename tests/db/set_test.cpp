@@ -202,14 +202,14 @@ TEST_F(NewSet, WhatIsNoDatabaseFailsTheOpening) {
     EXPECT_EQ(open(), ORINDB_OK);
 }
 
-TEST_F(NewSet, AFileOfAnotherVersionIsLeftAsItIs) {
+TEST_F(NewSet, AFileOfAnotherVersionIsConverted) {
     ASSERT_EQ(open(), ORINDB_OK);
     for (const auto& [change, version] :
          {std::pair{"version=1986", "1986:6"}, {"version=1987, minorVersion=5", "1987:5"}}) {
         sqliteChange(KONFIG_FILE, std::string("UPDATE DbFileVersion SET ") + change);
-        const auto before = bytesAndTime();
-        EXPECT_EQ(open(), ORINDB_FAILED);
-        EXPECT_EQ(bytesAndTime(), before);
+        EXPECT_EQ(open(), ORINDB_OK);
+        EXPECT_EQ(sqlitePeek(KONFIG_FILE, "SELECT version, minorVersion FROM DbFileVersion"),
+                  (SqliteRows{{"1987", "6"}}));
         EXPECT_TRUE(hasLine(ORINLOG_INFO, std::string("Unterschiedliche Version: DB-File-Version=") + version +
                                               " != DB-Client-Version=1987:6"));
     }
