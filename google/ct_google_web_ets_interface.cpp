@@ -11,7 +11,6 @@
 #include "orin_stdio.h"
 #include "orin_systemcalls.h"
 #include "orinlog.h"
-#include "orinlog_guards.h"
 
 namespace {
 
@@ -40,12 +39,16 @@ uint8_t writeFile(const char* path, const char* line, const char* function) {
         return 0;
     }
     const size_t length = strlen(line);
+    int failure = 0;
     // Without the flush a full disk would go unnoticed: the stream keeps the line until it is closed.
     if (fwrite(line, 1, length, file) != length || fflush(file) != 0) {
-        const KeepErrno keepErrno;
-        ORINLOG_FOR(function, ORINLOG_ERROR, "%s (%d)", OrinErrorText(errno).get(), errno);
+        failure = errno;
+        ORINLOG_FOR(function, ORINLOG_ERROR, "%s (%d)", OrinErrorText(failure).get(), failure);
     }
     orin_fclose(&file);
+    if (failure != 0) {
+        errno = failure;
+    }
     return 1;
 }
 
@@ -98,7 +101,7 @@ int32_t orin_ctsync_readError(int32_t group) {
     }
     // group,code
     const char* comma = strchr(line, ',');
-    return comma != nullptr ? static_cast<int32_t>(strtol(comma + 1, nullptr, DECIMAL)) : 0;
+    return comma != nullptr && comma != line ? static_cast<int32_t>(strtol(comma + 1, nullptr, DECIMAL)) : 0;
 }
 
 char* orin_ctsync_readSyncPid(int32_t group) {

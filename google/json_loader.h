@@ -43,8 +43,8 @@ void orin_destroyJsonloader(Jsonloader* jlContext);
 // The HTTP status of the last request; 500 without a loader.
 [[nodiscard]] uint16_t orin_getJsonloaderHttpCode(const Jsonloader* jlContext);
 
-// The typed accessors. `obj` may be nullptr or no object: it then has no members. An absent member gives nullptr or the
-// default silently; a member of another type, a JSON null too, gives the same and is logged as an error.
+// The typed accessors. `obj` may be nullptr or no object: it then has no members. An absent member, or a
+// JSON null, gives nullptr or the default silently; a member of another type gives the same and is logged as an error.
 
 // The text of a member; it lives as long as the object that holds it.
 [[nodiscard]] const char* orin_jsonObjectGetString(json_object* obj, const char* key);

@@ -13,7 +13,7 @@
 #include "common/orinlog_message_common.h"
 #include "orinlog_level_user.h"
 
-// What a module says of itself in its records. A file name without an ending gets ".c".
+// What a module says of itself in its records. `file` is written with its ending, ".c".
 struct orinlog_Module {
     uint32_t category;
     const char* file;

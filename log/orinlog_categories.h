@@ -16,7 +16,6 @@ constexpr uint32_t ORINLOG_CATEGORY_LIST_ID = 0x903CADC6;
 // The categories that this program's own code logs under.
 constexpr uint32_t ORINLOG_CAT_BACKTRACE = 66;
 constexpr uint32_t ORINLOG_CAT_CT_SYNC = 109;
-constexpr uint32_t ORINLOG_CAT_CURL = 110;
 constexpr uint32_t ORINLOG_CAT_DB = 113;
 constexpr uint32_t ORINLOG_CAT_DB_MSG = 117;
 constexpr uint32_t ORINLOG_CAT_SHELL = 425;

@@ -33,7 +33,7 @@ struct OrinlogLevelMem {
 // The level memory of this process, the one that every log statement asks.
 extern OrinlogLevelMem orinlog_level_mem;
 
-// A log device: opened at the first record and kept open for the life of the process.
+// A log device: opened on first use and kept open for the life of the process.
 struct OrinlogDevice {
     std::atomic<int32_t> descriptor;  // -1 while closed
     std::atomic<uint8_t> open;

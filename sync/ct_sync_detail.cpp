@@ -109,7 +109,10 @@ struct PhotoPath {
 void removePhoto(const char* name, uint32_t level) {
     const PhotoPath path(name);
     ORINLOG_FOR(DETAIL, level, "remove photo=%s", path.text);
-    orin_remove(path.text);
+    // Without a name this would be the directory itself.
+    if (name[0] != '\0') {
+        orin_remove(path.text);
+    }
 }
 
 // Without the photo the contact is still right; the next change of its address tries again.

@@ -155,7 +155,7 @@ void orin_google_syncOneContact(SyncContext& sync, json_object* person) {
 }
 
 // A page is committed whatever became of its persons: single failures do not stop the pass. Nor does a begin that
-// failed; each statement then stands for itself.
+// failed: the commit is sent all the same, and each statement has then stood for itself.
 void syncPersons(SyncContext& sync, json_object* connections, const char* googleGroup) {
     orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_BEGIN);
     for (size_t i = 0; i < json_object_array_length(connections); ++i) {

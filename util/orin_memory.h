@@ -10,6 +10,6 @@ struct MallocRelease {
     }
 };
 
-// Malloced<char> text(...), Malloced<Contact[]> contacts(...). A const type can be held too.
+// Malloced<char> text(...), Malloced<Contact[]> contacts(...).
 template <typename T>
 using Malloced = std::unique_ptr<T, MallocRelease>;

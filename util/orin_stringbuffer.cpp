@@ -75,6 +75,9 @@ int orinStringBuffer_EnsureSize(orinStringBuffer* sb, uint32_t needed) {
     if (sb->capacity >= needed) {
         return 0;
     }
+    if (sb->data == nullptr && sb->capacity != 0) {
+        return -1;  // the text was lost, and that logged, in an earlier reservation
+    }
     uint64_t grown = ORIN_STRINGBUFFER_FIRST_CAPACITY;
     if (sb->capacity != 0) {
         grown = sb->capacity + uint64_t{sb->capacity} * GROWTH_PERCENT / 100;

@@ -21,7 +21,7 @@ bool makeRoom(OrinVector* vector) {
         return true;
     }
     const uint32_t step = std::min(vector->capacity, ORIN_VECTOR_LARGEST_STEP);
-    if (vector->capacity > UINT32_MAX - step) {
+    if (step == 0 || vector->capacity > UINT32_MAX - step) {
         return false;
     }
     const uint32_t capacity = vector->capacity + step;

@@ -44,7 +44,8 @@ struct KeepAlive {
 };
 constexpr KeepAlive KEEP_ALIVE{60, 15, 4};
 
-// A transfer while it is set up. After the first option that libcurl refuses no further one is set.
+// A transfer while it is set up. After the first option that libcurl refuses, set() sets no further one, and the
+// transfer is not performed.
 struct Setup {
     CURL* curl;
     CURLcode result;

@@ -260,6 +260,7 @@ int db_addGoogleServerConf(DbContext* dbContext, const char* accountname, const 
     return transaction.end(db_replaceGoogleServerConf(dbContext, record));
 }
 
+// NOLINTNEXTLINE(readability-function-size): its callers hand over one argument for each field
 int db_setGoogleServerConf(DbContext* dbContext, const char* accountname, const char* serverusername,
                            const char* refreshToken, uint8_t googleAccountId, int32_t contactGroupId,
                            const char* googleGroup, int32_t updateinterval, const char* lastupdatetime,

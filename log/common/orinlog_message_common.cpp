@@ -35,7 +35,7 @@ __attribute__((format(printf, 3, 4))) void appendToPrefix(std::array<char, PREFI
 }
 
 size_t buildPrefix(const OrinlogRecord& record, std::array<char, PREFIX_SIZE>& prefix) {
-    const time_t seconds = record.seconds;
+    const auto seconds = static_cast<time_t>(record.seconds);
     tm local{};
     size_t used = 0;
     if (localtime_r(&seconds, &local) != nullptr) {

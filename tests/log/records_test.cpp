@@ -98,12 +98,12 @@ TEST(Records, aBufferIsLoggedPieceByPiece) {
 
 TEST(Records, aLineOfTheTlsLibraryIsLoggedForItsPlace) {
     const LogCapture log;
-    OrinlogOpensslContext place{ORINLOG_CAT_CURL, ORINLOG_ERROR, "wget.c", 12, "fetch"};
+    OrinlogOpensslContext place{ORINLOG_CAT_WGET, ORINLOG_ERROR, "wget.c", 12, "fetch"};
     EXPECT_EQ(orinlog_openssl_cb("bad certificate\n", 16, &place), 0);
     EXPECT_EQ(orinlog_openssl_cb(nullptr, 0, &place), 0);
     EXPECT_EQ(orinlog_openssl_cb("x", 1, nullptr), 0);
     EXPECT_THAT(log.texts(ORINLOG_ERROR), ElementsAre("wget.c:12:fetch(): bad certificate"));
-    EXPECT_TRUE(log.has(ORINLOG_CAT_CURL, ORINLOG_ERROR, "")) << log;
+    EXPECT_TRUE(log.has(ORINLOG_CAT_WGET, ORINLOG_ERROR, "")) << log;
 }
 
 TEST(Records, aDisabledDeviceGetsNothing) {
