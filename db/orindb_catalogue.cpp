@@ -127,7 +127,7 @@ static_assert(TABLES[ORINDB_TABLE_CONTACT_GROUP - 1] == "ContactGroup" && TABLES
 }  // namespace
 
 uint16_t orindb_tableIndex(std::string_view name) {
-    for (uint16_t i = 0; i < TABLES.size(); ++i) {
+    for (size_t i = 0; i < TABLES.size(); ++i) {
         const std::string_view table = TABLES[i];
         if (!table.empty() && orindb_isSameName(table, name)) {
             return static_cast<uint16_t>(i + 1);
