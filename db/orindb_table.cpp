@@ -1,5 +1,6 @@
 #include "orindb_table.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdlib>
@@ -265,6 +266,6 @@ int orindb_getIdPairArray(DbContext* dbContext, int dbType, OrindbIdPair** pairs
     const OrindbTable table{"", dbType, nullptr, ID_PAIR_COLUMNS, nullptr, nullptr, sizeof(OrindbIdPair), nullptr};
     uint32_t rows = 0;
     const int result = orindb_selectArray(dbContext, table, sql, pairs, &rows, __func__);
-    *count = static_cast<uint16_t>(rows);
+    *count = static_cast<uint16_t>(std::min<uint32_t>(rows, UINT16_MAX));
     return result;
 }

@@ -205,8 +205,8 @@ struct OrindbIdPair {
     uint16_t second;
 };
 
-// Runs a SELECT of two number columns (at most 2047 characters) and returns its rows. The array is the caller's,
-// released with free(); an empty one is nullptr. Returns the executor's code; ORINDB_INVALID_PARAMETER for a missing
-// argument.
+// Runs a SELECT of two number columns (at most 2047 characters) and returns its rows, counted up to 65535. The array is
+// the caller's, released with free(); an empty one is nullptr. Returns the executor's code; ORINDB_INVALID_PARAMETER
+// for a missing argument.
 [[nodiscard]] int orindb_getIdPairArray(DbContext* dbContext, int dbType, OrindbIdPair** pairs, uint16_t* count,
                                         const char* selectFormat, ...) __attribute__((format(printf, 5, 6)));

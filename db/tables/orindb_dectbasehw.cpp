@@ -93,7 +93,10 @@ int getDectBaseHwBySlotAndPort(DbContext* dbContext, uint16_t slot, uint16_t por
     }
     const OrindbTable& table = ORINDB_DECT_BASE_HW_TABLE;
     const SelectText sql("SELECT %s FROM %s WHERE slot=%i AND port=%i", table.columnList, table.name, slot, port);
-    return orindb_selectOne(dbContext, table, sql.get(), base, __func__);
+    // No key keeps two bases from one place: the last one counts.
+    uint32_t count = 0;
+    const int result = orindb_selectRecord(dbContext, table, sql.get(), base, &count, __func__);
+    return result == ORINDB_OK && count == 0 ? ORINDB_NOT_FOUND : result;
 }
 
 int orindb_getDectBaseHwAll(DbContext* dbContext, DectBaseHw** bases, uint16_t* count) {

@@ -257,7 +257,7 @@ int orindb_xmlExportDb(DbContext* dbContext, int dbType, const char* path) {
     Export to{dbContext, dbType, opened, {}, ORINDB_OK};
     const orinStringBufferData textOwner(&to.text);
     putDatabase(to);
-    // The file is what is left of the database if the power goes now: it must be on the disk.
+    // Whoever has it as a backup counts on it, whatever happens next: it must be on the disk.
     if (to.result == ORINDB_OK && (fflush(opened) != 0 || fsync(fileno(opened)) != 0)) {
         ORINLOG_FN(ORINLOG_ERROR, "writing %s failed: %s", path, strerror(errno));
         to.result = ORINDB_FAILED;

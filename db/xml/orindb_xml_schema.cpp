@@ -60,7 +60,7 @@ int dropEverything(OrindbXmlSchema& schema) {
     constexpr char LIST[] =
         "SELECT type, name FROM sqlite_master WHERE type IN ('view','table') AND name NOT LIKE 'sqlite\\_%' ESCAPE "
         "'\\'";
-    constexpr int CELLS_OF_ROW = 2;
+    constexpr size_t CELLS_OF_ROW = 2;
     char** cells = nullptr;
     int columns = 0;
     int rows = 0;
@@ -70,8 +70,8 @@ int dropEverything(OrindbXmlSchema& schema) {
     }
     orinStringBuffer sql{};
     const orinStringBufferData owner(&sql);
-    for (int row = 1; row <= rows && result == ORINDB_OK; ++row) {
-        const char* const* cell = cells + row * CELLS_OF_ROW;
+    for (size_t row = 1; row <= static_cast<size_t>(rows) && result == ORINDB_OK; ++row) {
+        const char* const* cell = &cells[row * CELLS_OF_ROW];
         orin_clearStringBuffer(&sql);
         result = orin_stringbuffer_printf(&sql, "DROP %s IF EXISTS ", cell[0]);
         if (result == ORINDB_OK) {
@@ -102,7 +102,7 @@ int makeKnown(OrindbXmlSchema& schema, const OrindbKnownTable& known, OrindbDefa
 void initSchema(OrindbXmlSchema& schema, DbContext* dbContext, int dbType) {
     schema.dbContext = schema.writer.dbContext = dbContext;
     schema.dbType = schema.writer.dbType = dbType;
-    orindb_initArray(&schema.madeTables, sizeof(const OrindbTable*));
+    orindb_initArray(&schema.madeTables, sizeof(void*));
 }
 
 // SQLite's own tables cannot be made. The one that is exported exists as soon as a table needs it.

@@ -1,5 +1,5 @@
 // The DECT base stations with their handset places, the call records, and the helpers that all table modules share.
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <memory>
@@ -8,7 +8,6 @@
 #include "orindb_dectbasehw.h"
 #include "orindb_dectpphw.h"
 #include "orindb_gesprdat.h"
-#include "orindb_kwtn.h"
 #include "set_world.h"
 
 namespace {
@@ -74,12 +73,8 @@ TEST_F(Tables, ABaseKeepsTheIdOfItsPlaceOrGetsAFreeOne) {
     EXPECT_EQ(id, 1) << "the place is known";
     EXPECT_EQ(bases(orindb_getDectBaseHwAll), (std::vector{9999, 1})) << "by slot and port";
     EXPECT_EQ(bases(orindb_getDectBaseHwWithoutTn), std::vector{9999});
-    DectPpHw* block = nullptr;
-    uint16_t count = 0;
-    EXPECT_EQ(orindb_getDectPpHwArrayForDectBaseHw(&db, 1, &block, &count), ORINDB_OK);
-    const std::unique_ptr<DectPpHw, Free> owner(block);
-    ASSERT_EQ(count, DECT_PPS_OF_BASE);
-    EXPECT_EQ(block[1].teilnehmerId, 5) << "places of a known base stay";
+    EXPECT_EQ(sqliteValue(KONFIG_FILE, "SELECT teilnehmerId FROM DectPpHw WHERE dectPpHwId=9"), "5")
+        << "the places of a known base stay";
     EXPECT_EQ(orindb_removeDectBaseHw(&db, 1) + orindb_removeDectBaseHw(&db, 1), ORINDB_OK);
     EXPECT_EQ(bases(orindb_getDectBaseHwAll), std::vector{9999});
     EXPECT_EQ(places().substr(0, 6), "9999:1");
@@ -98,6 +93,8 @@ TEST_F(Tables, AMissingBaseLeavesTheRecordAndALongTextIsCut) {
     EXPECT_EQ(base.version, std::string(12, 'v'));
     EXPECT_EQ(base.name, std::string(128, 'n'));
     EXPECT_EQ(base.anmeldeModus, 0);
+    ASSERT_EQ(exec("INSERT INTO DectBaseHw VALUES(5,'',65535,2,'',NULL)"), 0);
+    EXPECT_EQ(getDectBaseHwBySlotAndPort(&db, 65535, 2, &base), ORINDB_OK) << "two of them are not none";
     EXPECT_EQ(orindb_getDectBaseHw(&db, 4, nullptr), ORINDB_INVALID_PARAMETER);
     EXPECT_EQ(orindb_saveDectBaseHw(&db, nullptr), ORINDB_INVALID_PARAMETER);
     EXPECT_EQ(orindb_saveDectBaseHw(nullptr, &base), ORINDB_INVALID_PARAMETER);
@@ -140,9 +137,7 @@ TEST_F(Tables, CallsAreNumberedAndReadLatestFirst) {
     EXPECT_EQ(block[2].dauer, 4000000000U);
     EXPECT_STREQ(block[2].beginn, "2024-03-05 09:07:00");
     EXPECT_EQ(orindb_removeGesprDat(&db, 4294967291), ORINDB_OK);
-    call.dauer = 0;
     EXPECT_EQ(orindb_getGesprDat(&db, 4294967291, &call), ORINDB_NOT_FOUND);
-    EXPECT_EQ(call.dauer, 0U);
     EXPECT_EQ(orindb_getGesprDat(&db, 1, &call), ORINDB_OK);
     EXPECT_STREQ(call.rufnummer, "0301234");
 }
@@ -150,7 +145,6 @@ TEST_F(Tables, CallsAreNumberedAndReadLatestFirst) {
 TEST_F(Tables, RowsAreCountedAddedUpAndPairedAsTheCallerAsks) {
     int64_t sum = -1;
     uint32_t rowCount = 0;
-    const char* kwTn = ORINDB_KW_TN_TABLE.name;
     EXPECT_EQ(orindb_getRowSum(&db, ORINDB_KONFIG, &sum, "contactId", "Contact", " "), ORINDB_OK);
     EXPECT_EQ(sum, 0) << "without rows";
     ASSERT_EQ(exec("INSERT INTO Contact VALUES(1,4294967295),(2,4294967295),(3,1)"), 0);
@@ -162,9 +156,16 @@ TEST_F(Tables, RowsAreCountedAddedUpAndPairedAsTheCallerAsks) {
 
     OrindbIdPair* block = nullptr;
     uint16_t count = 1;
-    EXPECT_EQ(orindb_getIdPairArray(&db, ORINDB_KONFIG, &block, &count, "SELECT * FROM %s", kwTn), ORINDB_OK);
+    EXPECT_EQ(orindb_getIdPairArray(&db, ORINDB_KONFIG, &block, &count, "SELECT * FROM %s", "Kw_Tn"), ORINDB_OK);
     EXPECT_EQ(count, 0);
     EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(orindb_getIdPairArray(&db, ORINDB_KONFIG, &block, &count,
+                                    "WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i+1 FROM n WHERE i<%d) "
+                                    "SELECT i, i FROM n",
+                                    65536),
+              ORINDB_OK);
+    EXPECT_EQ(count, 65535);
+    free(block);
     const std::string padding(1900, ' ');
     EXPECT_EQ(
         orindb_getIdPairArray(&db, ORINDB_KONFIG, &block, &count,
@@ -175,14 +176,6 @@ TEST_F(Tables, RowsAreCountedAddedUpAndPairedAsTheCallerAsks) {
     EXPECT_EQ(block[0].first * 10 + block[0].second, 31);
     EXPECT_EQ(block[2].second, 65535) << "16 bits of it";
     EXPECT_EQ(orindb_getIdPairArray(&db, ORINDB_KONFIG, nullptr, &count, "SELECT 1,2"), ORINDB_INVALID_PARAMETER);
-    log.clear();
-    OrindbIdPair* none = nullptr;
-    EXPECT_EQ(
-        orindb_getIdPairArray(&db, ORINDB_KONFIG, &none, &count, "SELECT 1,2 %s%s", padding.c_str(), padding.c_str()),
-        ORINDB_OK)
-        << "what is cut is blank";
-    free(none);
-    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "statement does not fit into 2048 bytes"));
 }
 
 }  // namespace

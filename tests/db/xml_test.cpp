@@ -1,6 +1,4 @@
 // Export and import of a database: what comes back, what the tables of this version make of it, what damages nothing.
-#include <gmock/gmock.h>
-
 #include <filesystem>
 
 #include "db_dump.h"
@@ -10,9 +8,6 @@
 #include "set_world.h"
 
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
 
 constexpr char XML_FILE[] = "/tmp/export.xml";
 
