@@ -140,7 +140,7 @@ TEST_F(Answers, APersonThatIsNoneIsReportedAndTheOthersAreTaken) {
     EXPECT_EQ(phoneBook(),
               (PhoneBook{{"people/c2", {{51, "people/c2"}}}, {"people/c3", {{2, "F"}, {51, "people/c3"}}}}));
     EXPECT_EQ(countErrors("orin_google_syncOneContact: resourceName is NULL"), 7U) << log;
-    EXPECT_EQ(countErrors("key='resourceName', type string was excepted, but type="), 2U);
+    EXPECT_EQ(countErrors("key='resourceName', type string was excepted, but type="), 1U);
     EXPECT_TRUE(hasError("key='givenName', type string was excepted, but type=object was found"));
     EXPECT_TRUE(hasError("key='default', type boolean was excepted, but type=string was found"));
 }
