@@ -26,6 +26,17 @@ bool isSynchroniser(pid_t processId) {
            strcmp(name, "ct_synchronizer\n") == 0;
 }
 
+// Whether the synchroniser is at work for a group; *processId gets what the sync file names, or 0.
+SyncRun findRun(int32_t group, pid_t* processId) {
+    constexpr int BASE = 10;
+    const Malloced<char> text(orin_ctsync_readSyncPid(group));
+    *processId = text != nullptr ? static_cast<pid_t>(strtol(text.get(), nullptr, BASE)) : 0;
+    if (orin_ctsync_fileExists(group, CTSYNC_SYNC_FILE) == 0) {
+        return SyncRun::none;
+    }
+    return *processId > 0 && isSynchroniser(*processId) ? SyncRun::running : SyncRun::leftBehind;
+}
+
 std::string runText(const AccountStatus& status) {
     switch (status.run) {
         case SyncRun::running:
@@ -62,19 +73,9 @@ void addNumber(json_object* object, const char* name, int64_t number) {
 
 }  // namespace
 
-SyncRun account_findRun(int32_t group, pid_t* processId) {
-    constexpr int BASE = 10;
-    const Malloced<char> text(orin_ctsync_readSyncPid(group));
-    *processId = text != nullptr ? static_cast<pid_t>(strtol(text.get(), nullptr, BASE)) : 0;
-    if (orin_ctsync_fileExists(group, CTSYNC_SYNC_FILE) == 0) {
-        return SyncRun::none;
-    }
-    return *processId > 0 && isSynchroniser(*processId) ? SyncRun::running : SyncRun::leftBehind;
-}
-
 bool account_isIdle(int32_t group) {
     pid_t processId = 0;
-    if (account_findRun(group, &processId) != SyncRun::running) {
+    if (findRun(group, &processId) != SyncRun::running) {
         return true;
     }
     account_error("contact group %u is being synchronised by process %d", static_cast<uint32_t>(group), processId);
@@ -89,7 +90,7 @@ bool account_readStatus(DbContext* databases, const GoogleServerConf& account, A
     }
     status.account = account;
     status.groupName = account_groupName(databases, group);
-    status.run = account_findRun(account.contactGroupId, &status.processId);
+    status.run = findRun(account.contactGroupId, &status.processId);
     status.lastResult = orin_ctsync_readError(account.contactGroupId);
     status.contacts = static_cast<uint32_t>(contacts.size());
     return true;

@@ -22,9 +22,6 @@ struct AccountStatus {
     uint32_t contacts;   // of the group
 };
 
-// Whether the synchroniser is at work for a group; *processId gets what the sync file names, or 0.
-[[nodiscard]] SyncRun account_findRun(int32_t group, pid_t* processId);
-
 // True when no run is in progress; otherwise the user is told of it.
 [[nodiscard]] bool account_isIdle(int32_t group);
 

@@ -80,7 +80,6 @@ constexpr std::array OPTION_RULES{
     OptionRule{"interval", "N", "synchronisation interval, as the PBX's scheduler reads it",
                [](Options& to, const char* argument) { return readNumber(argument, to.interval) && to.interval >= 0; }},
     OptionRule{"active", nullptr, "synchronise by schedule", justGiven},
-    OptionRule{"wait", nullptr, "wait for the synchroniser and show its result, as is always done", justGiven},
     OptionRule{"retry-limit", "N", "attempts, 0 to 65535",
                [](Options& to, const char* argument) { return readNumber(argument, to.retryLimit); }},
     OptionRule{"retry-wait", "S", "seconds after a failed attempt, 0 to 65535",

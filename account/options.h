@@ -13,7 +13,6 @@ enum class Option : uint8_t {
     token,
     interval,
     active,
-    wait,
     retryLimit,
     retryWait,
     notifications,

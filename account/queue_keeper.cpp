@@ -4,7 +4,6 @@
 #include <sys/msg.h>
 
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 

@@ -48,6 +48,17 @@ Extent measure(std::string_view text, size_t limit) {
     return extent;
 }
 
+// Columns that a printable text takes.
+size_t textWidth(std::string_view text) {
+    return measure(text, SIZE_MAX).columns;
+}
+
+// The printable text, cut to so many columns (at least 1) with an ellipsis at its end.
+std::string cutText(const std::string& text, size_t width) {
+    const size_t fitting = measure(text, width).bytes;
+    return fitting == text.size() ? text : text.substr(0, measure(text, width - 1).bytes) + ELLIPSIS;
+}
+
 }  // namespace
 
 std::string account_printable(std::string_view text) {
@@ -63,15 +74,6 @@ std::string account_printable(std::string_view text) {
         text.remove_prefix(length);
     }
     return result;
-}
-
-size_t account_textWidth(std::string_view text) {
-    return measure(text, SIZE_MAX).columns;
-}
-
-std::string account_cutText(const std::string& text, size_t width) {
-    const size_t fitting = measure(text, width).bytes;
-    return fitting == text.size() ? text : text.substr(0, measure(text, width - 1).bytes) + ELLIPSIS;
 }
 
 size_t account_outputWidth() {
@@ -102,7 +104,7 @@ std::vector<size_t> TextTable::columnWidths(size_t width) const {
     std::vector<size_t> widths(rows_.front().size(), 0);
     for (const auto& row : rows_) {
         for (size_t column = 0; column < row.size(); ++column) {
-            widths[column] = std::max(widths[column], account_textWidth(row[column]));
+            widths[column] = std::max(widths[column], textWidth(row[column]));
         }
     }
     size_t total = std::accumulate(widths.begin(), widths.end(), (widths.size() - 1) * GAP);
@@ -122,12 +124,12 @@ void TextTable::print(size_t width) const {
         std::string line;
         size_t blanks = 0;  // not printed at the end of a line
         for (size_t column = 0; column < row.size(); ++column) {
-            const std::string text = account_cutText(row[column], widths[column]);
+            const std::string text = cutText(row[column], widths[column]);
             if (!text.empty()) {
                 line.append(blanks, ' ').append(text);
                 blanks = 0;
             }
-            blanks += widths[column] - account_textWidth(text) + GAP;
+            blanks += widths[column] - textWidth(text) + GAP;
         }
         puts(line.c_str());
     }

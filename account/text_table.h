@@ -10,12 +10,6 @@
 // terminal.
 [[nodiscard]] std::string account_printable(std::string_view text);
 
-// Columns that a printable text takes.
-[[nodiscard]] size_t account_textWidth(std::string_view text);
-
-// The printable text, cut to so many columns (at least 1) with an ellipsis at its end.
-[[nodiscard]] std::string account_cutText(const std::string& text, size_t width);
-
 // The width that the standard output has room for: that of its terminal, or what COLUMNS says; 0 for no limit.
 [[nodiscard]] size_t account_outputWidth();
 

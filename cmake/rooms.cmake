@@ -1,3 +1,5 @@
+include(${CMAKE_CURRENT_LIST_DIR}/emulator.cmake)
+
 # orin_room(name SOURCES file... [INCLUDES dir...] [BELOW room...] [LIBS library...])
 # One folder: an OBJECT library whose headers are found only by the rooms that name it in BELOW.
 # (A static archive would hide a call upwards; object files do not link without what they call.)
@@ -35,6 +37,9 @@ function(orin_program name)
   orin_rooms_below(rooms ${PROGRAM_ROOMS})
   add_executable(${name} ${PROGRAM_SOURCES})
   target_link_libraries(${name} PRIVATE ${rooms} ${PROGRAM_LIBS} orin_warnings orin_settings)
+  if(ORIN_EMULATOR)
+    orin_launcher(${name})
+  endif()
 endfunction()
 
 # orin_test(name SOURCES file... ROOMS room... [LIBS library...] [PROGRAMS target...] [TIMEOUT seconds])
@@ -47,6 +52,11 @@ function(orin_test name)
   if(NOT TEST_TIMEOUT)
     set(TEST_TIMEOUT 120)
   endif()
-  add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/script/sandbox --no-google $<TARGET_FILE:${name}>)
+  if(ORIN_EMULATOR)
+    add_dependencies(${name} emulated_spawn)
+    math(EXPR TEST_TIMEOUT "4 * ${TEST_TIMEOUT}")
+  endif()
+  add_test(NAME ${name}
+    COMMAND ${PROJECT_SOURCE_DIR}/script/sandbox --no-google ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${TEST_TIMEOUT})
 endfunction()

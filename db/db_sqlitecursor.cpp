@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "db_busywait.h"
+#include "db_idlestatement.h"
 #include "db_sqlitecursor_record.h"
 #include "orinlog.h"
 
@@ -25,6 +26,34 @@ int checked(DbCursor* cursor, int code, const char* function) {
 
 int bound(int code) {
     return code == SQLITE_OK ? 0 : -1;
+}
+
+// Makes a cursor without a statement; its connection is the handle's.
+DbCursor* newCursor(const DbHandle* handles, int dbType, const char* sql, const char* function) {
+    auto* cursor = static_cast<DbCursor*>(calloc(1, sizeof(DbCursor)));
+    if (cursor == nullptr) {
+        ORINLOG(ORINLOG_ERROR, "%s: out of memory error", function);
+        return nullptr;
+    }
+    cursor->connection = handles[dbType].connection;
+    ORINLOG(ORINLOG_EDEBUG, "%s: sql=%s db=%i", function, sql, dbType);
+    return cursor;
+}
+
+// Prepares the cursor's statement as soon as the file is free. Returns 0, or -1 (logged).
+int prepare(DbCursor* cursor, const DbHandle& handle, const char* sql, const char* function) {
+    int code = sqlite3_prepare_v2(cursor->connection, sql, -1, &cursor->statement, nullptr);
+    while (db_isBusy(code)) {
+        ORINLOG(ORINLOG_INFO, "%s: DB-File (%s) is busy or locked sql=%s", function, handle.fileName, sql);
+        db_waitBusy();
+        code = sqlite3_prepare_v2(cursor->connection, sql, -1, &cursor->statement, nullptr);
+    }
+    if (code != SQLITE_OK) {
+        ORINLOG(ORINLOG_ERROR, "%s: Error preparing SQL %s: %d: %s", function, sql, code,
+                sqlite3_errmsg(cursor->connection));
+        return -1;
+    }
+    return 0;
 }
 
 bool isColumn(const DbCursor* cursor, int column) {
@@ -69,25 +98,34 @@ int db_cursor_query(DbHandle* handles, int dbType, const char* sql, DbCursor** c
     if (handles == nullptr || sql == nullptr || cursor == nullptr) {
         return -1;
     }
-    auto* made = static_cast<DbCursor*>(calloc(1, sizeof(DbCursor)));
-    if (made == nullptr) {
-        ORINLOG_FN(ORINLOG_ERROR, "out of memory error");
-        return -1;
-    }
-    made->connection = handles[dbType].connection;
-    ORINLOG_FN(ORINLOG_EDEBUG, "sql=%s db=%i", sql, dbType);
-
-    int code = sqlite3_prepare_v2(made->connection, sql, -1, &made->statement, nullptr);
-    while (db_isBusy(code)) {
-        ORINLOG_FN(ORINLOG_INFO, "DB-File (%s) is busy or locked sql=%s", handles[dbType].fileName, sql);
-        db_waitBusy();
-        code = sqlite3_prepare_v2(made->connection, sql, -1, &made->statement, nullptr);
-    }
-    if (code != SQLITE_OK) {
-        ORINLOG_FN(ORINLOG_ERROR, "Error preparing SQL %s: %d: %s", sql, code, sqlite3_errmsg(made->connection));
+    DbCursor* made = newCursor(handles, dbType, sql, __func__);
+    if (made == nullptr || prepare(made, handles[dbType], sql, __func__) != 0) {
         free(made);
         return -1;
     }
+    *cursor = made;
+    return 0;
+}
+
+int db_cursor_queryKept(DbHandle* handles, int dbType, const char* sql, DbCursor** cursor) {
+    if (handles == nullptr || sql == nullptr || cursor == nullptr) {
+        return -1;
+    }
+    sqlite3_stmt* kept = db_takeIdleStatement(&handles[dbType], sql);
+    DbCursor* made = nullptr;
+    if (kept == nullptr) {
+        if (db_cursor_query(handles, dbType, sql, &made) != 0) {
+            return -1;
+        }
+    } else {
+        made = newCursor(handles, dbType, sql, "db_cursor_query");
+        if (made == nullptr) {
+            sqlite3_finalize(kept);
+            return -1;
+        }
+        made->statement = kept;
+    }
+    made->keeper = &handles[dbType];
     *cursor = made;
     return 0;
 }
@@ -130,7 +168,12 @@ int db_cursor_close(DbCursor* cursor) {
     }
     // Finalising answers what resetting does, but leaves no SQL text for the log.
     const int code = checked(cursor, sqlite3_reset(cursor->statement), __func__);
-    sqlite3_finalize(cursor->statement);
+    DbHandle* keeper = cursor->keeper;
+    if (keeper != nullptr && code == SQLITE_OK && cursor->connection == keeper->connection) {
+        db_keepIdleStatement(keeper, cursor->statement);
+    } else {
+        sqlite3_finalize(cursor->statement);
+    }
     free(cursor);
     return code;
 }

@@ -13,6 +13,13 @@ struct DbCursor;
 // is logged) with *cursor untouched.
 [[nodiscard]] int db_cursor_query(DbHandle* handles, int dbType, const char* sql, DbCursor** cursor);
 
+// The same for a statement that is run again and again, each time by a cursor of its own: closing the cursor leaves the
+// statement with the handle (the last DB_IDLE_STATEMENTS of them), and the next call with the same text takes it over
+// instead of preparing it again. What a fresh statement would fail for, such as a table dropped meanwhile, is then told
+// by db_cursor_next. The handle must outlive the cursor. Not for columns looked up by name: their names are those of
+// the schema that the statement was prepared for.
+[[nodiscard]] int db_cursor_queryKept(DbHandle* handles, int dbType, const char* sql, DbCursor** cursor);
+
 // Runs the statement up to its next row. Returns 1 when a row is ready, 0 when there is none left (for a write
 // statement: when it is done), -1 (logged) on an error.
 [[nodiscard]] int db_cursor_next(DbCursor* cursor);

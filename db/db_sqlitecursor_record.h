@@ -3,10 +3,10 @@
 
 #include <search.h>
 
-struct sqlite3;
-struct sqlite3_stmt;
+#include "db_sqlitewrapper.h"
 
 struct DbCursor {
+    DbHandle* keeper;     // gets the statement when the cursor closes; nullptr for none
     sqlite3* connection;  // the handle's at the time of the query
     sqlite3_stmt* statement;
     int columnCount;           // 0 until the first look-up by name

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "db_busywait.h"
+#include "db_idlestatement.h"
 #include "orin_stdio.h"
 #include "orin_stringutils.h"
 #include "orin_utf8.h"
@@ -157,7 +158,12 @@ int db_openDb(DbHandle* handle, const char* path, int flags, uint16_t clientVers
     return code;
 }
 
+bool db_isInTransaction(const DbHandle* handle) {
+    return handle->connection != nullptr && sqlite3_get_autocommit(handle->connection) == 0;
+}
+
 void db_closeDb(DbHandle* handle) {
+    db_dropIdleStatements(handle);
     if (handle->connection != nullptr) {
         sqlite3_close(handle->connection);
         handle->connection = nullptr;
@@ -166,6 +172,7 @@ void db_closeDb(DbHandle* handle) {
 }
 
 int reconnectSqlite(DbHandle* handle) {
+    db_dropIdleStatements(handle);
     sqlite3_close(handle->connection);
     handle->connection = nullptr;
     if (sqlite3_open(handle->fileName, &handle->connection) != SQLITE_OK) {

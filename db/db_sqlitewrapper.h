@@ -1,11 +1,12 @@
 // SQLite as the configuration database uses it: one handle per database file, statements that wait out other processes,
-// nested transactions, callbacks after a commit. Nothing above this layer calls SQLite itself.
+// nested transactions, callbacks after a commit. Above this floor SQLite is only called to configure it.
 //
 // A collision with another process is waited out in steps of 100 ms without limit; a changed schema reconnects without
 // limit, a file that cannot be opened up to ten times. Nothing is rolled back here: who began a transaction ends it.
 // Errors are logged under ORINLOG_CAT_DB at level 1.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -13,8 +14,10 @@
 #include "orindb_codes.h"
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 constexpr size_t DB_FILE_NAME_SIZE = 256;
+constexpr size_t DB_IDLE_STATEMENTS = 4;
 
 // One database file. Zeroed by db_openDb.
 struct DbHandle {
@@ -26,6 +29,8 @@ struct DbHandle {
     uint8_t notifyChanges;         // 1: a commit announces changes
     uint8_t changedInTransaction;  // a table that notifies was written in the open transaction
     OrindbArray afterCommitCallbacks;
+    // Statements of closed cursors, the latest first (db_cursor_queryKept).
+    std::array<sqlite3_stmt*, DB_IDLE_STATEMENTS> idleStatements;
 };
 
 constexpr int DB_NOTIFY_CHANGES = 1;  // flag of db_openDb
@@ -47,6 +52,10 @@ using DbAfterCommitCallback = void (*)();
 // collation cannot be registered (the handle is then open).
 [[nodiscard]] int db_openDb(DbHandle* handle, const char* path, int flags, uint16_t clientVersion,
                             uint16_t clientMinorVersion);
+
+// Whether SQLite has a transaction open. It ends one by itself when the disk is full or fails, and a reconnect loses
+// it; the depth knows nothing of that.
+[[nodiscard]] bool db_isInTransaction(const DbHandle* handle);
 
 // Closes the connection, if open, and forgets the callbacks.
 void db_closeDb(DbHandle* handle);

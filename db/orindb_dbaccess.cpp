@@ -222,6 +222,15 @@ int createNewDatabase(DbContext* dbContext, int dbType) {
     return result;
 }
 
+// What holds for the whole process, as long as it has not opened a file yet. A handle is used by one thread at a time,
+// and nobody reads SQLite's memory statistics: neither needs a lock in every call.
+void configureSqlite() {
+    if (sqlite3_config(SQLITE_CONFIG_LOG, sqliteLogCallback, nullptr) == SQLITE_OK) {
+        sqlite3_config(SQLITE_CONFIG_MULTITHREAD);
+        sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    }
+}
+
 }  // namespace
 
 int orindb_openAllDbsWithDefaultNames(DbContext* dbContext, const char* dataDirectory, int flags) {
@@ -233,7 +242,7 @@ int orindb_openAllDbsWithDefaultNames(DbContext* dbContext, const char* dataDire
     ORINLOG_FN(ORINLOG_DEBUG, "process=%s dbPath=%s notifyChanges=%i integrityCheck=%i readonly=%i", process.data(),
                dataDirectory != nullptr ? dataDirectory : "", flags & ORINDB_NOTIFY_CHANGES,
                (flags & ORINDB_INTEGRITY_CHECK) >> 1, (flags & ORINDB_READONLY) >> 2);
-    sqlite3_config(SQLITE_CONFIG_LOG, sqliteLogCallback, nullptr);
+    configureSqlite();
     *dbContext = {};
     dbContext->messageQueueId = -1;
     dbContext->lockFileDescriptor = -1;

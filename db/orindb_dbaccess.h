@@ -13,7 +13,9 @@ constexpr int ORINDB_NOTIFY_CHANGES = 1 << 0;   // commits announce changes on t
 constexpr int ORINDB_INTEGRITY_CHECK = 1 << 1;  // check the files first; a damaged one is removed and the opening fails
 constexpr int ORINDB_READONLY = 1 << 2;         // no lock, and no file is filled: one that is missing becomes empty
 
-// Fills *dbContext (zeroed first) and opens the set.
+// Fills *dbContext (zeroed first) and opens the set. The first opening of a process, if SQLite has not been used
+// before, has SQLite take no lock in every call and keep no memory statistics: a connection then belongs to one thread
+// at a time.
 //   dataDirectory  nullptr or "" for "/data/db", or else "$HOME/rootfs-kv7200/data/db"
 // Returns 0, ORINDB_INVALID_PARAMETER for no context, ORINDB_NO_DATA_DIRECTORY, or the code of the step that failed
 // (logged at level 1). A file of another version is converted (orindb_conversion). A lock that cannot be taken is

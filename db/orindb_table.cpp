@@ -1,6 +1,5 @@
 #include "orindb_table.h"
 
-#include <algorithm>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdlib>
@@ -31,25 +30,57 @@ Field loadNumber(const void* field) {
     return value;
 }
 
-void fillField(const OrindbColumn& column, void* record, const char* text) {
+// A row as texts, as a statement without a cursor hands it over.
+struct TextRow {
+    char** values;
+    [[nodiscard]] int64_t number(int column) const {
+        return toNumber(values[column]);
+    }
+    [[nodiscard]] const char* text(int column) const {
+        return values[column] != nullptr ? values[column] : "";
+    }
+};
+
+// The row that a cursor stands on: its numbers need not become texts first.
+struct CursorRow {
+    DbCursor* cursor;
+    [[nodiscard]] int64_t number(int column) const {
+        return db_cursor_get_int(cursor, column);
+    }
+    [[nodiscard]] const char* text(int column) const {
+        return db_cursor_get_text(cursor, column, "");
+    }
+};
+
+template <typename Row>
+void fillField(const OrindbColumn& column, void* record, const Row& row, int index) {
     void* field = static_cast<char*>(record) + column.offset;
     switch (column.kind) {
         case OrindbColumnKind::unsigned8:
-            storeNumber<uint8_t>(field, toNumber(text));
+            storeNumber<uint8_t>(field, row.number(index));
             break;
         case OrindbColumnKind::unsigned16:
-            storeNumber<uint16_t>(field, toNumber(text));
+            storeNumber<uint16_t>(field, row.number(index));
             break;
         case OrindbColumnKind::signed32:
-            storeNumber<int32_t>(field, toNumber(text));
+            storeNumber<int32_t>(field, row.number(index));
             break;
         case OrindbColumnKind::unsigned32:
-            storeNumber<uint32_t>(field, toNumber(text));
+            storeNumber<uint32_t>(field, row.number(index));
             break;
         case OrindbColumnKind::text:
-            orin_strncpy(static_cast<char*>(field), text != nullptr ? text : "", static_cast<int32_t>(column.size));
+            orin_strncpy(static_cast<char*>(field), row.text(index), static_cast<int32_t>(column.size));
             break;
     }
+}
+
+template <typename Row>
+int fillRow(const OrindbTable& table, void* record, const Row& row) {
+    int consumed = 0;
+    for (const OrindbColumn& column : table.columns) {
+        fillField(column, record, row, consumed++);
+    }
+    return consumed;
 }
 
 // A 32-bit unsigned value is bound as 64 bits, so that bit 31 does not make it negative.
@@ -80,6 +111,18 @@ int selectNumber(DbContext* dbContext, int dbType, const char* sql, int64_t* num
     return result;
 }
 
+int appendRows(DbCursor* cursor, const OrindbTable& table, OrindbArray* array) {
+    int step = db_cursor_next(cursor);
+    for (; step == 1; step = db_cursor_next(cursor)) {
+        void* element = orindb_appendToArray(array);
+        if (element == nullptr) {
+            return ORINDB_STOPPED_BY_CALLBACK;
+        }
+        fillRow(table, element, CursorRow{cursor});
+    }
+    return step == 0 ? ORINDB_OK : ORINDB_FAILED;
+}
+
 void fillJoined(const OrindbRowContext& row, void* element, char** values) {
     int consumed = orindb_fillRecord(*row.table, element, values);
     for (size_t i = 0; i < row.joinedTables.size(); ++i) {
@@ -91,11 +134,7 @@ void fillJoined(const OrindbRowContext& row, void* element, char** values) {
 }  // namespace
 
 int orindb_fillRecord(const OrindbTable& table, void* record, char** values) {
-    int consumed = 0;
-    for (const OrindbColumn& column : table.columns) {
-        fillField(column, record, values[consumed++]);
-    }
-    return consumed;
+    return fillRow(table, record, TextRow{values});
 }
 
 int orindb_rowCallback(void* rowContext, int /*columnCount*/, char** values, char** /*names*/) {
@@ -158,6 +197,16 @@ int orindb_deleteByNumber(DbContext* dbContext, const OrindbTable& table, const 
     return _orindb_execDb(dbContext, table.dbType, sql.get(), nullptr, nullptr, caller);
 }
 
+int orindb_selectOnly(DbContext* dbContext, const OrindbTable& table, void* record, const char* caller) {
+    const SelectText sql("SELECT %s FROM %s", table.columnList, table.name);
+    return orindb_selectOne(dbContext, table, sql.get(), record, caller);
+}
+
+int orindb_deleteAll(DbContext* dbContext, const OrindbTable& table, const char* caller) {
+    const DeleteText sql("DELETE FROM %s", table.name);
+    return _orindb_execDb(dbContext, table.dbType, sql.get(), nullptr, nullptr, caller);
+}
+
 int orindb_selectRecords(DbContext* dbContext, const OrindbTable& table, const char* sql, void** records,
                          uint32_t* count, const char* caller) {
     *records = nullptr;
@@ -177,6 +226,30 @@ int orindb_selectRecords(DbContext* dbContext, const OrindbTable& table, const c
     return ORINDB_OK;
 }
 
+int orindb_selectRecordsOf(DbContext* dbContext, const OrindbTable& table, const char* sql, int64_t number,
+                           void** records, uint32_t* count) {
+    *records = nullptr;
+    *count = 0;
+    DbCursor* opened = nullptr;
+    if (db_cursor_queryKept(dbContext->handles, table.dbType, sql, &opened) != 0) {
+        return ORINDB_FAILED;
+    }
+    const Cursor cursor(opened);
+    if (db_cursor_bind_int64(cursor.get(), 1, number) != 0) {
+        return ORINDB_FAILED;
+    }
+    OrindbArray array{};
+    orindb_initArray(&array, table.recordSize);
+    const int result = appendRows(cursor.get(), table, &array);
+    if (result != ORINDB_OK) {
+        orindb_freeArray(&array);
+        return result;
+    }
+    *records = array.items;
+    *count = array.count;
+    return ORINDB_OK;
+}
+
 SelectText orindb_listStatement(const OrindbTable& table, const char* where, const char* defaultOrder) {
     const char* order = strstr(where, "ORDER BY") != nullptr ? "" : defaultOrder;
     return SelectText("SELECT DISTINCT %s FROM %s %s %s", table.columnList, table.name, where, order);
@@ -187,7 +260,7 @@ int orindb_saveRecord(DbContext* dbContext, const OrindbTable& table, const void
         return ORINDB_INVALID_PARAMETER;
     }
     DbCursor* opened = nullptr;
-    if (db_cursor_query(dbContext->handles, table.dbType, table.saveText, &opened) != 0) {
+    if (db_cursor_queryKept(dbContext->handles, table.dbType, table.saveText, &opened) != 0) {
         return ORINDB_WRITE_FAILED;
     }
     const Cursor cursor(opened);
@@ -227,6 +300,9 @@ int orindb_createTable(DbContext* dbContext, const OrindbTable& table, const cha
 
 int orindb_getRowCount(DbContext* dbContext, int dbType, uint32_t* count, const char* table, const char* whereFormat,
                        ...) {
+    if (count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     char where[ORINDB_SQL_SELECT];
     va_list arguments;
     va_start(arguments, whereFormat);
@@ -242,6 +318,9 @@ int orindb_getRowCount(DbContext* dbContext, int dbType, uint32_t* count, const 
 
 int orindb_getRowSum(DbContext* dbContext, int dbType, int64_t* sum, const char* column, const char* table,
                      const char* whereFormat, ...) {
+    if (sum == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
     char where[ORINDB_SQL_SELECT];
     va_list arguments;
     va_start(arguments, whereFormat);
@@ -264,8 +343,5 @@ int orindb_getIdPairArray(DbContext* dbContext, int dbType, OrindbIdPair** pairs
     va_end(arguments);
 
     const OrindbTable table{"", dbType, nullptr, ID_PAIR_COLUMNS, nullptr, nullptr, sizeof(OrindbIdPair), nullptr};
-    uint32_t rows = 0;
-    const int result = orindb_selectArray(dbContext, table, sql, pairs, &rows, __func__);
-    *count = static_cast<uint16_t>(std::min<uint32_t>(rows, UINT16_MAX));
-    return result;
+    return orindb_selectArray(dbContext, table, sql, pairs, count, __func__);
 }

@@ -156,9 +156,15 @@ int orindb_rowCallback(void* rowContext, int columnCount, char** values, char** 
 [[nodiscard]] int orindb_selectByNumber(DbContext* dbContext, const OrindbTable& table, const char* column,
                                         int64_t number, void* record, const char* caller);
 
+// Reads the record of a table that has but one.
+[[nodiscard]] int orindb_selectOnly(DbContext* dbContext, const OrindbTable& table, void* record, const char* caller);
+
 // Removes the rows whose column holds a number. Without such a row there is nothing to do, which is no failure.
 [[nodiscard]] int orindb_deleteByNumber(DbContext* dbContext, const OrindbTable& table, const char* column,
                                         int64_t number, const char* caller);
+
+// Removes all rows.
+[[nodiscard]] int orindb_deleteAll(DbContext* dbContext, const OrindbTable& table, const char* caller);
 
 // Runs a query and returns all rows as records. *records and *count are 0 after any failure.
 [[nodiscard]] int orindb_selectRecords(DbContext* dbContext, const OrindbTable& table, const char* sql, void** records,
@@ -172,6 +178,36 @@ template <typename Record>
     }
     void* block = nullptr;
     const int result = orindb_selectRecords(dbContext, table, sql, &block, count, caller);
+    *records = static_cast<Record*>(block);
+    return result;
+}
+
+// The same for the modules that count in 16 bits: rows beyond them are not counted.
+template <typename Record>
+[[nodiscard]] int orindb_selectArray(DbContext* dbContext, const OrindbTable& table, const char* sql, Record** records,
+                                     uint16_t* count, const char* caller) {
+    if (count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
+    uint32_t rows = 0;
+    const int result = orindb_selectArray(dbContext, table, sql, records, &rows, caller);
+    *count = static_cast<uint16_t>(rows < UINT16_MAX ? rows : UINT16_MAX);
+    return result;
+}
+
+// All rows for a query with the parameter ?1, by a cursor whose statement is kept: for what is read again and again
+// with other numbers. Returns 0, ORINDB_FAILED, or ORINDB_STOPPED_BY_CALLBACK when memory is out.
+[[nodiscard]] int orindb_selectRecordsOf(DbContext* dbContext, const OrindbTable& table, const char* sql,
+                                         int64_t number, void** records, uint32_t* count);
+
+template <typename Record>
+[[nodiscard]] int orindb_selectArrayOf(DbContext* dbContext, const OrindbTable& table, const char* sql, int64_t number,
+                                       Record** records, uint32_t* count) {
+    if (dbContext == nullptr || records == nullptr || count == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
+    void* block = nullptr;
+    const int result = orindb_selectRecordsOf(dbContext, table, sql, number, &block, count);
     *records = static_cast<Record*>(block);
     return result;
 }

@@ -11,15 +11,13 @@
 #include "orin_guards.h"
 #include "orin_memory.h"
 #include "orin_proxysettings.h"
+#include "orin_wget.h"
 #include "orinlog.h"
 
 namespace {
 
 constexpr orinlog_Module LOG_MODULE{ORINLOG_CAT_CT_SYNC, "json_loader.c"};
 
-// An old browser's: nothing in an answer may depend on what this program is.
-constexpr char USER_AGENT[] = "Mozilla/5.0 (compatible; MSIE 6.0; Windows NT 5.0)";
-constexpr char TRUSTED_CA_DIRECTORY[] = "/data/certs/trusted/";
 constexpr long CONNECT_TIMEOUT = 10;          // seconds
 constexpr long TRANSFER_TIMEOUT = 10;         // seconds, connecting included
 constexpr size_t LANGUAGE_HEADER_SIZE = 256;  // bytes
@@ -52,14 +50,14 @@ size_t orin_jsonWriteCallback(char* data, size_t size, size_t count, void* buffe
 // What holds for every request of a handle. Redirections are not followed: Google sends none here, and a token must not
 // go where they lead.
 void setTransferOptions(CURL* curl) {
-    curl_easy_setopt(curl, CURLOPT_USERAGENT, USER_AGENT);
+    curl_easy_setopt(curl, CURLOPT_USERAGENT, ORIN_USER_AGENT);
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, CONNECT_TIMEOUT);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, TRANSFER_TIMEOUT);
     curl_easy_setopt(curl, CURLOPT_HTTP09_ALLOWED, 1L);
     curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 1L);  // libcurl takes 1 for 2: the name must match
-    curl_easy_setopt(curl, CURLOPT_CAPATH, TRUSTED_CA_DIRECTORY);
+    curl_easy_setopt(curl, CURLOPT_CAPATH, ORIN_TRUSTED_CA_DIRECTORY);
     // And nothing that this machine's libcurl was built to trust besides.
     curl_easy_setopt(curl, CURLOPT_CAINFO, static_cast<const char*>(nullptr));
 }

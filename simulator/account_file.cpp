@@ -1,10 +1,6 @@
 #include "account_file.h"
 
-#include <fcntl.h>
 #include <json-c/json.h>
-#include <unistd.h>
-
-#include <array>
 
 #include "text_codec.h"
 
@@ -168,22 +164,4 @@ std::string writeAccountFile(const GoogleAccount& account) {
         separator = ",\n    ";
     }
     return text + "},\n  \"script\": [],\n  \"certificates\": {}\n}\n";
-}
-
-bool readWholeFile(const std::string& path, std::string& content) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) {
-        return false;
-    }
-    std::string text;
-    std::array<char, 65536> block{};
-    ssize_t got = 0;
-    while ((got = read(descriptor, block.data(), block.size())) > 0) {
-        text.append(block.data(), static_cast<std::size_t>(got));
-    }
-    close(descriptor);
-    if (got == 0) {
-        content = std::move(text);
-    }
-    return got == 0;
 }

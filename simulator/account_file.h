@@ -31,6 +31,3 @@ struct AccountFile {
 
 // The account alone as such a file (without access tokens); readable, one person per line.
 [[nodiscard]] std::string writeAccountFile(const GoogleAccount& account);
-
-// The whole content of a file. False: errno tells why.
-[[nodiscard]] bool readWholeFile(const std::string& path, std::string& content);

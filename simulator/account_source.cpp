@@ -1,5 +1,9 @@
 #include "account_source.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -11,8 +15,23 @@ bool isSame(const struct stat& one, const struct stat& other) {
            one.st_mtim.tv_nsec == other.st_mtim.tv_nsec;
 }
 
-void append(std::vector<Misbehaviour>& rules, const std::vector<Misbehaviour>& more) {
-    rules.insert(rules.end(), more.begin(), more.end());
+// The whole content of a file. False: errno tells why.
+bool readWholeFile(const std::string& path, std::string& content) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    std::string text;
+    std::array<char, 65536> block{};
+    ssize_t got = 0;
+    while ((got = read(descriptor, block.data(), block.size())) > 0) {
+        text.append(block.data(), static_cast<std::size_t>(got));
+    }
+    close(descriptor);
+    if (got == 0) {
+        content = std::move(text);
+    }
+    return got == 0;
 }
 
 }  // namespace
@@ -21,72 +40,41 @@ void complain(const std::string& message) {
     std::fprintf(stderr, "google_standin: %s\n", message.c_str());
 }
 
-bool WatchedFile::changed(std::string& content) {
+AccountSource::AccountSource(std::string path, std::vector<Misbehaviour> rules)
+    : path_(std::move(path)), fixedRules_(std::move(rules)) {}
+
+bool AccountSource::refresh(GoogleStandIn& google) {
     struct stat now {};
     if (path_.empty() || stat(path_.c_str(), &now) != 0 || isSame(now, seen_)) {
-        return false;
+        return true;
     }
     seen_ = now;  // a bad file is complained of once, not with each request
-    if (!readWholeFile(path_, content)) {
+    std::string text;
+    if (!readWholeFile(path_, text)) {
         complain(path_ + ": " + std::strerror(errno));
         return false;
     }
+    AccountFile file;
+    std::string error;
+    if (!parseAccountFile(text, file, error)) {
+        complain(path_ + ": " + error);
+        return false;
+    }
+    serve(std::move(file), google);
     return true;
 }
 
-AccountSource::AccountSource(std::string accountPath, std::string scriptPath, std::vector<Misbehaviour> rules)
-    : account_(std::move(accountPath)), script_(std::move(scriptPath)), fixedRules_(std::move(rules)) {}
-
-bool AccountSource::refresh(GoogleStandIn& google) {
-    bool changed = !presented_;
-    const bool accountGood = refreshAccount(google, changed);
-    const bool scriptGood = refreshScript(changed);
-    if (changed) {  // the rules begin to count anew
-        presented_ = true;
-        std::vector<Misbehaviour> rules = file_.script;
-        append(rules, scriptRules_);
-        append(rules, fixedRules_);
-        google.behave();
-        google.setScript(rules);
-        for (const auto& [host, kind] : file_.certificates) {
-            google.presentCertificate(kind, host);
+void AccountSource::serve(AccountFile file, GoogleStandIn& google) const {
+    google.update([&file](GoogleAccount& served) {
+        if (served.refreshToken == file.account.refreshToken) {
+            file.account.accessTokens = std::move(served.accessTokens);
         }
-    }
-    return accountGood && scriptGood;
-}
-
-bool AccountSource::refreshAccount(GoogleStandIn& google, bool& changed) {
-    std::string text;
-    std::string error;
-    if (!account_.changed(text)) {
-        return true;
-    }
-    if (!parseAccountFile(text, file_, error)) {
-        complain(account_.path() + ": " + error);
-        return false;
-    }
-    changed = true;
-    google.update([this](GoogleAccount& served) {
-        std::vector<AccessToken> tokens = std::move(served.accessTokens);
-        const bool sameUser = served.refreshToken == file_.account.refreshToken;
-        served = file_.account;
-        if (sameUser) {
-            served.accessTokens = std::move(tokens);
-        }
+        served = std::move(file.account);
     });
-    return true;
-}
-
-bool AccountSource::refreshScript(bool& changed) {
-    std::string text;
-    std::string error;
-    if (!script_.changed(text)) {
-        return true;
+    file.script.insert(file.script.end(), fixedRules_.begin(), fixedRules_.end());
+    google.behave();
+    google.setScript(file.script);  // the rules begin to count anew
+    for (const auto& [host, kind] : file.certificates) {
+        google.presentCertificate(kind, host);
     }
-    if (!parseScript(text, scriptRules_, error)) {
-        complain(script_.path() + ": " + error);
-        return false;
-    }
-    changed = true;
-    return true;
 }

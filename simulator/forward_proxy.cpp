@@ -110,7 +110,7 @@ struct ForwardProxy::State {
     void work();
     void serve(int client);
     int connectToTarget();
-    // Keeps the socket for stop(); false: it is too late.
+    // Keeps the socket for the end; false: it is too late.
     bool open(int socket);
     void close(int socket);
 
@@ -198,28 +198,6 @@ ForwardProxy::ForwardProxy(int targetPort, std::string credentials)
     : state_(std::make_unique<State>(targetPort, std::move(credentials))) {}
 
 ForwardProxy::~ForwardProxy() {
-    stop();
-}
-
-bool ForwardProxy::start(int port) {
-    state_->listening = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    sockaddr_in address = loopback(port);
-    socklen_t length = sizeof(address);
-    auto* name = reinterpret_cast<sockaddr*>(&address);
-    if (state_->listening < 0 || setsockopt(state_->listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0 ||
-        bind(state_->listening, name, length) != 0 || listen(state_->listening, SOMAXCONN) != 0 ||
-        getsockname(state_->listening, name, &length) != 0) {
-        return false;
-    }
-    state_->port = ntohs(address.sin_port);
-    for (std::size_t i = 0; i < MAX_TUNNELS; i++) {
-        state_->workers.emplace_back([this] { state_->work(); });
-    }
-    return true;
-}
-
-void ForwardProxy::stop() {
     {
         const std::lock_guard lock(state_->mutex);
         state_->stopping = true;
@@ -232,10 +210,24 @@ void ForwardProxy::stop() {
         for (std::thread& worker : state_->workers) {
             worker.join();
         }
-        state_->workers.clear();
         ::close(state_->listening);
-        state_->listening = -1;
     }
+}
+
+bool ForwardProxy::start() {
+    state_->listening = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = loopback(0);
+    socklen_t length = sizeof(address);
+    auto* name = reinterpret_cast<sockaddr*>(&address);
+    if (state_->listening < 0 || bind(state_->listening, name, length) != 0 ||
+        listen(state_->listening, SOMAXCONN) != 0 || getsockname(state_->listening, name, &length) != 0) {
+        return false;
+    }
+    state_->port = ntohs(address.sin_port);
+    for (std::size_t i = 0; i < MAX_TUNNELS; i++) {
+        state_->workers.emplace_back([this] { state_->work(); });
+    }
+    return true;
 }
 
 int ForwardProxy::port() const {

@@ -23,9 +23,8 @@ class ForwardProxy {
     ForwardProxy(const ForwardProxy&) = delete;
     ForwardProxy& operator=(const ForwardProxy&) = delete;
 
-    // Listens on 127.0.0.1 from the return on; port 0 picks one. False: errno tells why.
-    [[nodiscard]] bool start(int port = 0);
-    void stop();
+    // Listens on 127.0.0.1 from the return on, on a port of the system's choice. False: errno tells why.
+    [[nodiscard]] bool start();
     [[nodiscard]] int port() const;
 
     // All requests so far, oldest first.

@@ -2,8 +2,6 @@
 
 #include <json-c/json.h>
 
-#include <algorithm>
-
 #include "text_codec.h"
 
 namespace {
@@ -28,20 +26,4 @@ bool parsePerson(const std::string& json, GooglePerson& person) {
     }
     person = std::move(read);
     return true;
-}
-
-GooglePerson* findPerson(GoogleAccount& account, std::string_view resourceName) {
-    const auto found = std::find_if(account.persons.begin(), account.persons.end(),
-                                    [&](const GooglePerson& person) { return person.resourceName == resourceName; });
-    return found == account.persons.end() ? nullptr : &*found;
-}
-
-std::size_t countMembers(const GoogleAccount& account, const ContactGroup& group) {
-    // In its quotes, so that "contactGroups/1" is not found in "contactGroups/12".
-    const std::string name = jsonQuoted(group.resourceName);
-    return static_cast<std::size_t>(
-        std::count_if(account.persons.begin(), account.persons.end(), [&](const GooglePerson& person) {
-            const auto memberships = person.fields.find("memberships");
-            return memberships != person.fields.end() && memberships->second.find(name) != std::string::npos;
-        }));
 }

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
 // A person: the members Google always sends and the rest by name, each kept as its JSON text
@@ -24,12 +23,10 @@ struct GooglePerson {
 [[nodiscard]] bool parsePerson(const std::string& json, GooglePerson& person);
 
 struct ContactGroup {
-    std::string resourceName{};                          // "contactGroups/myContacts" or "contactGroups/4f1c"
-    std::string name{};                                  // "myContacts"
-    std::string formattedName{};                         // in the language of the account: "Meine Kontakte"
-    std::string groupType{"USER_CONTACT_GROUP"};         // or "SYSTEM_CONTACT_GROUP"
-    std::string etag{};                                  // empty: made from the name
-    std::string updateTime{"2024-02-01T10:00:00.500Z"};  // RFC 3339
+    std::string resourceName{};                   // "contactGroups/myContacts" or "contactGroups/4f1c"
+    std::string name{};                           // "myContacts"
+    std::string formattedName{};                  // in the language of the account: "Meine Kontakte"
+    std::string groupType{"USER_CONTACT_GROUP"};  // or "SYSTEM_CONTACT_GROUP"
 };
 
 struct GooglePhoto {
@@ -69,12 +66,6 @@ struct GoogleAccount {
     std::vector<GooglePerson> persons;            // in the order they are listed
     std::map<std::string, GooglePhoto> photos{};  // by path, on every googleusercontent host: "/contacts/abc=s100"
 };
-
-// The person of that resource name, or NULL.
-[[nodiscard]] GooglePerson* findPerson(GoogleAccount& account, std::string_view resourceName);
-
-// Persons whose memberships name the group.
-[[nodiscard]] std::size_t countMembers(const GoogleAccount& account, const ContactGroup& group);
 
 // An account of `count` invented persons with all fields in all their variety: names with umlauts, mononyms, none at
 // all; organisations; birthdays with and without year or as text only; own, generated and absent photos; up to 4

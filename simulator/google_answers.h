@@ -18,11 +18,6 @@
 [[nodiscard]] HttpAnswer tokenAnswer(const HttpRequest& request, GoogleAccount& account);
 [[nodiscard]] HttpAnswer deviceCodeAnswer(const HttpRequest& request, GoogleAccount& account);
 
-// GET /v1/people/me/connections, GET /v1/contactGroups; a photo. The lists look at the bearer token first.
-[[nodiscard]] HttpAnswer connectionsAnswer(const HttpRequest& request, const GoogleAccount& account);
-[[nodiscard]] HttpAnswer groupsAnswer(const HttpRequest& request, const GoogleAccount& account);
-[[nodiscard]] HttpAnswer photoAnswer(const HttpRequest& request, const GoogleAccount& account);
-
 // {"error":..., "error_description":...}; an empty description: the usual one of that error.
 [[nodiscard]] HttpAnswer oauthError(int status, std::string_view error, std::string_view description = {});
 

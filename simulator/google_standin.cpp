@@ -1,6 +1,7 @@
 #include "google_standin.h"
 
 #include <condition_variable>
+#include <map>
 #include <mutex>
 
 #include "google_answers.h"
@@ -50,8 +51,6 @@ struct GoogleStandIn::State {
     std::map<std::string, CertificateKind> certificates;
     std::vector<HttpRequest> log;
     unsigned requests = 0;
-    std::map<std::string, unsigned> handshakes;
-    unsigned failedHandshakes = 0;
 
     TlsServer server;  // last: its threads use all the others
 };
@@ -59,16 +58,6 @@ struct GoogleStandIn::State {
 GoogleStandIn::State::State(GoogleAccount served)
     : account(std::move(served)),
       server({.certificate = [this](const std::string& host) -> const CertifiedKey& { return certificate(host); },
-              .handshakeDone =
-                  [this](const std::string& host) {
-                      const std::lock_guard lock(mutex);
-                      handshakes[host]++;
-                  },
-              .handshakeFailed =
-                  [this] {
-                      const std::lock_guard lock(mutex);
-                      failedHandshakes++;
-                  },
               .answer = [this](HttpRequest& request) { return answer(request); }}) {}
 
 // The life of a request: fresh files, a number, its endpoint, the rule that strikes it, the answer, the log.
@@ -203,16 +192,6 @@ void GoogleStandIn::clearLog() {
 bool GoogleStandIn::waitFor(Endpoint endpoint, std::size_t requests, std::chrono::milliseconds timeout) const {
     std::unique_lock lock(state_->mutex);
     return state_->answered.wait_for(lock, timeout, [&] { return state_->count(endpoint) >= requests; });
-}
-
-std::map<std::string, unsigned> GoogleStandIn::handshakes() const {
-    const std::lock_guard lock(state_->mutex);
-    return state_->handshakes;
-}
-
-unsigned GoogleStandIn::failedHandshakes() const {
-    const std::lock_guard lock(state_->mutex);
-    return state_->failedHandshakes;
 }
 
 void GoogleStandIn::onRequest(std::function<void()> before) {

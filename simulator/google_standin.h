@@ -12,7 +12,6 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -60,10 +59,6 @@ class GoogleStandIn {
 
     // Waits until count(endpoint) is at least `requests`; false: it was not within the time.
     [[nodiscard]] bool waitFor(Endpoint endpoint, std::size_t requests, std::chrono::milliseconds timeout) const;
-
-    // Completed TLS handshakes by the name the client asked for ("" for none), and refused ones of all names.
-    [[nodiscard]] std::map<std::string, unsigned> handshakes() const;
-    [[nodiscard]] unsigned failedHandshakes() const;
 
     // Called in a server thread before a certificate is shown and before a request is looked at; after a request is
     // answered and logged, but not yet sent. One call at a time. To be set before start().

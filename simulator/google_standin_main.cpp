@@ -24,14 +24,11 @@ constexpr const char* HELP =
     "       google_standin --generate N [--seed S] > account.json\n"
     "Answers as Google's token endpoint, People API and photo hosts do, out of an account file.\n"
     "  --account FILE           the account, read again whenever it has changed (60 invented persons)\n"
-    "  --script FILE            rules of misbehaviour, after those in the account; read again too\n"
-    "  --misbehave JSON         a rule, or a list of rules, given here\n"
+    "  --misbehave JSON         a rule of misbehaviour, or a list of rules, after those in the account\n"
     "  --log FILE               append a JSON line for each request\n"
     "  --ca-dir DIR             write the test authority as \"<hash>.0\" into DIR (/data/certs/trusted)\n"
-    "  --ca-file FILE           write it as one PEM file\n"
     "  --listen ADDRESS:PORT    default 127.0.0.1:443; port 0 picks one\n"
     "  --ready-file FILE        written when it listens: the port and a line end\n"
-    "  --ready-fd N             the same into an open descriptor\n"
     "  --generate N --seed S    write an account of N invented persons and end\n"
     "Runs in the foreground until SIGTERM or SIGINT. Exit status: 0 ended by signal, 1 failed, 2 wrong arguments.\n";
 
@@ -41,15 +38,12 @@ constexpr int WRONG_ARGUMENTS = 2;
 
 struct Arguments {
     std::string account;
-    std::string script;
     std::vector<Misbehaviour> rules;
     std::string log;
     std::string caDirectory;
-    std::string caFile;
     std::string address = "127.0.0.1";
     int port = GoogleStandIn::HTTPS_PORT;
     std::string readyFile;
-    int readyDescriptor = -1;
     int generate = -1;
     int seed = 1;
 };
@@ -66,19 +60,12 @@ bool readListen(const std::string& text, Arguments& arguments) {
     return colon < text.size() && readNumber(text.substr(colon + 1), arguments.port) && arguments.port <= 65535;
 }
 
-constexpr std::array OPTIONS{option{"account", required_argument, nullptr, 'a'},
-                             option{"script", required_argument, nullptr, 's'},
-                             option{"misbehave", required_argument, nullptr, 'm'},
-                             option{"log", required_argument, nullptr, 'l'},
-                             option{"ca-dir", required_argument, nullptr, 'c'},
-                             option{"ca-file", required_argument, nullptr, 'f'},
-                             option{"listen", required_argument, nullptr, 'p'},
-                             option{"ready-file", required_argument, nullptr, 'r'},
-                             option{"ready-fd", required_argument, nullptr, 'd'},
-                             option{"generate", required_argument, nullptr, 'g'},
-                             option{"seed", required_argument, nullptr, 'e'},
-                             option{"help", no_argument, nullptr, 'h'},
-                             option{nullptr, 0, nullptr, 0}};
+constexpr std::array OPTIONS{
+    option{"account", required_argument, nullptr, 'a'},  option{"misbehave", required_argument, nullptr, 'm'},
+    option{"log", required_argument, nullptr, 'l'},      option{"ca-dir", required_argument, nullptr, 'c'},
+    option{"listen", required_argument, nullptr, 'p'},   option{"ready-file", required_argument, nullptr, 'r'},
+    option{"generate", required_argument, nullptr, 'g'}, option{"seed", required_argument, nullptr, 'e'},
+    option{"help", no_argument, nullptr, 'h'},           option{nullptr, 0, nullptr, 0}};
 
 bool takeRules(const std::string& text, Arguments& arguments) {
     std::vector<Misbehaviour> rules;
@@ -97,9 +84,6 @@ bool takeOption(int letter, const std::string& value, Arguments& arguments) {
         case 'a':
             arguments.account = value;
             return true;
-        case 's':
-            arguments.script = value;
-            return true;
         case 'm':
             return takeRules(value, arguments);
         case 'l':
@@ -108,16 +92,11 @@ bool takeOption(int letter, const std::string& value, Arguments& arguments) {
         case 'c':
             arguments.caDirectory = value;
             return true;
-        case 'f':
-            arguments.caFile = value;
-            return true;
         case 'p':
             return readListen(value, arguments);
         case 'r':
             arguments.readyFile = value;
             return true;
-        case 'd':
-            return readNumber(value, arguments.readyDescriptor);
         case 'g':
             return readNumber(value, arguments.generate);
         default:
@@ -166,24 +145,19 @@ bool failed(const std::string& path) {
     return false;
 }
 
-bool writeAuthority(const Arguments& arguments, const TestAuthority& authority) {
-    if (!arguments.caDirectory.empty() && !authority.writeTrustDirectory(arguments.caDirectory)) {
-        return failed(arguments.caDirectory);
-    }
-    return arguments.caFile.empty() || authority.writePemFile(arguments.caFile) || failed(arguments.caFile);
+bool writeAuthority(const std::string& directory, const TestAuthority& authority) {
+    return directory.empty() || authority.writeTrustDirectory(directory) || failed(directory);
 }
 
 // After all else is done: whoever waits for it may begin at once.
-bool tellReady(const Arguments& arguments, int port) {
-    const std::string text = std::to_string(port) + "\n";
-    const bool intoFile = !arguments.readyFile.empty();
-    const int descriptor = intoFile ? open(arguments.readyFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644)
-                                    : arguments.readyDescriptor;
-    if (!intoFile && descriptor < 0) {
+bool tellReady(const std::string& path, int port) {
+    if (path.empty()) {
         return true;
     }
-    if (write(descriptor, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        return failed(intoFile ? arguments.readyFile : "--ready-fd");
+    const std::string text = std::to_string(port) + "\n";
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (descriptor < 0 || write(descriptor, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        return failed(path);
     }
     close(descriptor);
     return true;
@@ -211,8 +185,9 @@ int serve(const Arguments& arguments) {
         (void)failed(arguments.account);
         return FAILED;
     }
-    AccountSource source(arguments.account, arguments.script, arguments.rules);
+    AccountSource source(arguments.account, arguments.rules);
     GoogleStandIn google(generateAccount(arguments.account.empty() ? DEFAULT_PERSONS : 0));
+    google.setScript(arguments.rules);
     google.onRequest([&] { (void)source.refresh(google); });
     google.onAnswer([&](const HttpRequest& request) {
         const std::string line = logLine(request);
@@ -228,7 +203,7 @@ int serve(const Arguments& arguments) {
         complain(google.error());
         return FAILED;
     }
-    if (!writeAuthority(arguments, google.authority()) || !tellReady(arguments, google.port())) {
+    if (!writeAuthority(arguments.caDirectory, google.authority()) || !tellReady(arguments.readyFile, google.port())) {
         return FAILED;
     }
     int ending = 0;

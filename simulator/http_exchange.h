@@ -2,7 +2,6 @@
 // A request as the stand-in received it and an answer as it is to be delivered, free of any HTTP library.
 
 #include <chrono>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>

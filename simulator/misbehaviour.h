@@ -49,7 +49,7 @@ struct Misbehaviour {
     std::string text{};         // for Content::Text
     std::string contentType{};  // for Content::Text; empty: "application/json; charset=UTF-8"
     Delivery delivery{Delivery::Whole};
-    std::chrono::milliseconds delay{0};  // before the answer
+    std::chrono::milliseconds delay{0};  // from the request to its answer
     std::chrono::milliseconds pause{0};  // for Delivery::Drip
     unsigned seen{0};                    // requests counted so far; leave it 0
 };

@@ -5,9 +5,7 @@
 
 namespace {
 
-constexpr std::string_view DEVICE_GRANT = "urn:ietf:params:oauth:grant-type:device_code";
-constexpr std::string_view OLD_DEVICE_GRANT =
-    "http://oauth.net/grant_type/device/1.0";  // with "code" for "device_code"
+constexpr std::string_view DEVICE_GRANT = "http://oauth.net/grant_type/device/1.0";
 constexpr std::string_view REFRESH_GRANT = "refresh_token";
 constexpr std::size_t ACCESS_TOKEN_RANDOM = 150;  // bytes: about as long as Google's are today
 constexpr std::size_t REFRESH_TOKEN_RANDOM = 72;
@@ -106,9 +104,6 @@ HttpAnswer tokenAnswer(const HttpRequest& request, GoogleAccount& account) {
         return oauthError(401, "invalid_client", "Unauthorized");
     }
     if (grant == DEVICE_GRANT) {
-        return exchange(request.formValue("device_code"), account);
-    }
-    if (grant == OLD_DEVICE_GRANT) {
         return exchange(request.formValue("code"), account);
     }
     if (grant == REFRESH_GRANT) {

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cinttypes>
 #include <cstdio>
 #include <set>
 
@@ -155,13 +154,23 @@ std::string personText(const GooglePerson& person, const Page& page) {
     return text + "\n    }";
 }
 
+// Persons whose memberships name the group.
+std::size_t countMembers(const GoogleAccount& account, const ContactGroup& group) {
+    // In its quotes, so that "contactGroups/1" is not found in "contactGroups/12".
+    const std::string name = jsonQuoted(group.resourceName);
+    return static_cast<std::size_t>(
+        std::count_if(account.persons.begin(), account.persons.end(), [&](const GooglePerson& person) {
+            const auto memberships = person.fields.find("memberships");
+            return memberships != person.fields.end() && memberships->second.find(name) != std::string::npos;
+        }));
+}
+
 std::string groupText(const GoogleAccount& account, const ContactGroup& group, const Page& page) {
     std::string text = "{";
     addText(text, "      ", "resourceName", group.resourceName);
-    addText(text, "      ", "etag", group.etag.empty() ? base64(group.name) : group.etag);
+    addText(text, "      ", "etag", base64(group.name));
     if (page.fields.contains("metadata")) {
-        addMember(text, "      ", "metadata",
-                  "{\n        \"updateTime\": " + jsonQuoted(group.updateTime) + "\n      }");
+        addMember(text, "      ", "metadata", "{\n        \"updateTime\": \"2024-02-01T10:00:00.500Z\"\n      }");
     }
     if (page.fields.contains("groupType")) {
         addText(text, "      ", "groupType", group.groupType);
@@ -210,8 +219,7 @@ HttpAnswer listAnswer(std::string body) {
     return answer;
 }
 
-}  // namespace
-
+// The lists look at the bearer token first.
 HttpAnswer connectionsAnswer(const HttpRequest& request, const GoogleAccount& account) {
     if (!isAuthorised(request, account)) {
         return errorAnswer(request, 401, {});
@@ -266,6 +274,8 @@ HttpAnswer photoAnswer(const HttpRequest& request, const GoogleAccount& account)
     answer.body = photo->second.bytes;
     return answer;
 }
+
+}  // namespace
 
 Endpoint endpointOf(const HttpRequest& request, const GoogleAccount& account) {
     constexpr std::string_view PHOTO_HOSTS = ".googleusercontent.com";

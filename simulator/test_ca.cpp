@@ -6,7 +6,6 @@
 #include <openssl/rand.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,6 +17,10 @@ namespace {
 
 constexpr long DAY = 24L * 60 * 60;
 constexpr int X509_VERSION_3_CODE = 2;  // versions count from 0
+// The names in every certificate but the one for a wrong name. For the subjectAltName: clients look nowhere else.
+constexpr const char* GOOGLE_NAMES =
+    "IP:127.0.0.1,DNS:localhost,DNS:oauth2.googleapis.com,DNS:people.googleapis.com,DNS:lh3.googleusercontent.com,"
+    "DNS:lh4.googleusercontent.com,DNS:lh5.googleusercontent.com,DNS:lh6.googleusercontent.com";
 constexpr std::array<std::string_view, CERTIFICATE_KINDS> KIND_NAMES{"good", "expired", "wrongName",
                                                                      "unknownAuthority"};
 
@@ -35,15 +38,6 @@ struct Request {
     Validity validity;
     std::string subjectAltName;  // empty: an authority
 };
-
-// For the subjectAltName: clients look nowhere else.
-std::string googleNames() {
-    std::string names = "IP:127.0.0.1";
-    for (const std::string_view host : GOOGLE_HOSTS) {
-        names.append(",DNS:").append(host);
-    }
-    return names;
-}
 
 bool addExtension(X509* certificate, X509* issuer, int nid, const std::string& value) {
     X509V3_CTX context;
@@ -128,6 +122,16 @@ bool replaceFile(const std::string& path, std::string_view text) {
     return close(descriptor) == 0 && written && rename(draft.c_str(), path.c_str()) == 0;
 }
 
+std::string pem(X509* certificate) {
+    const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), BIO_free);
+    if (!memory || PEM_write_bio_X509(memory.get(), certificate) != 1) {
+        return {};
+    }
+    char* text = nullptr;
+    const long length = BIO_get_mem_data(memory.get(), &text);
+    return {text, static_cast<std::size_t>(length)};
+}
+
 }  // namespace
 
 void X509Release::operator()(x509_st* certificate) const noexcept {
@@ -151,10 +155,10 @@ bool certificateKindFromText(std::string_view text, CertificateKind& kind) {
 TestAuthority::TestAuthority()
     : authority_(certify({"Test authority", VALID, ""}, nullptr)),
       unknownAuthority_(certify({"Unknown authority", VALID, ""}, nullptr)),
-      certificates_{certify({"people.googleapis.com", VALID, googleNames()}, &authority_),
-                    certify({"people.googleapis.com", ENDED, googleNames()}, &authority_),
+      certificates_{certify({"people.googleapis.com", VALID, GOOGLE_NAMES}, &authority_),
+                    certify({"people.googleapis.com", ENDED, GOOGLE_NAMES}, &authority_),
                     certify({"www.example.test", VALID, "DNS:www.example.test"}, &authority_),
-                    certify({"people.googleapis.com", VALID, googleNames()}, &unknownAuthority_)} {}
+                    certify({"people.googleapis.com", VALID, GOOGLE_NAMES}, &unknownAuthority_)} {}
 
 bool TestAuthority::isValid() const {
     bool valid = authority_.certificate != nullptr;
@@ -168,18 +172,8 @@ const CertifiedKey& TestAuthority::certificate(CertificateKind kind) const {
     return certificates_.at(static_cast<std::size_t>(kind));
 }
 
-std::string TestAuthority::pem() const {
-    const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), BIO_free);
-    if (!memory || PEM_write_bio_X509(memory.get(), authority_.certificate.get()) != 1) {
-        return {};
-    }
-    char* text = nullptr;
-    const long length = BIO_get_mem_data(memory.get(), &text);
-    return {text, static_cast<std::size_t>(length)};
-}
-
 bool TestAuthority::writePemFile(const std::string& path) const {
-    return replaceFile(path, pem());
+    return replaceFile(path, pem(authority_.certificate.get()));
 }
 
 bool TestAuthority::writeTrustDirectory(const std::string& directory) const {

@@ -13,11 +13,6 @@
 struct x509_st;
 struct evp_pkey_st;
 
-// The names in every certificate but the one for a wrong name.
-inline constexpr std::array<std::string_view, 8> GOOGLE_HOSTS{
-    "oauth2.googleapis.com",     "people.googleapis.com",     "www.googleapis.com",        "lh3.googleusercontent.com",
-    "lh4.googleusercontent.com", "lh5.googleusercontent.com", "lh6.googleusercontent.com", "localhost"};
-
 // What a server shows at the handshake.
 enum class CertificateKind : std::uint8_t {
     Good,
@@ -56,13 +51,11 @@ class TestAuthority {
     // The server certificate of a kind; owned by the authority.
     [[nodiscard]] const CertifiedKey& certificate(CertificateKind kind) const;
 
-    // The trusted authority's certificate as PEM text.
-    [[nodiscard]] std::string pem() const;
-
-    // Writes pem() as the single file `path` (for CURLOPT_CAINFO); the folder must exist. False: errno tells why.
+    // Writes the trusted authority's certificate in PEM form as the single file `path` (for CURLOPT_CAINFO); the folder
+    // must exist. False: errno tells why.
     [[nodiscard]] bool writePemFile(const std::string& path) const;
 
-    // Writes pem() into the folder as "<subject hash>.0", as OpenSSL looks it up (for CURLOPT_CAPATH); makes the folder
+    // Writes it into the folder as "<subject hash>.0", as OpenSSL looks it up (for CURLOPT_CAPATH); makes the folder
     // with its parents. The name is the same for every TestAuthority: an older one is replaced. False: errno tells why.
     [[nodiscard]] bool writeTrustDirectory(const std::string& directory) const;
 

@@ -6,16 +6,9 @@
 #include <openssl/ssl.h>
 
 #include <chrono>
-#include <memory>
 #include <string>
 
 #include "http_exchange.h"
-
-struct SessionRelease {
-    void operator()(SSL* session) const noexcept {
-        SSL_free(session);
-    }
-};
 
 // It keeps the request line as it came, which the engine decodes.
 class TlsConnection final : public httplib::Stream {

@@ -22,6 +22,11 @@ struct ContextRelease {
         SSL_CTX_free(context);
     }
 };
+struct SessionRelease {
+    void operator()(SSL* session) const noexcept {
+        SSL_free(session);
+    }
+};
 
 }  // namespace
 
@@ -44,7 +49,7 @@ class TlsServer::Engine final : public httplib::Server {
                  TlsConnection& connection);
     bool sendPiece(const HttpAnswer& answer, size_t offset, httplib::DataSink& sink, TlsConnection& connection);
     // False: the server stopped meanwhile.
-    bool rest(std::chrono::milliseconds time);
+    bool rest(std::chrono::steady_clock::time_point end);
     bool admit(int descriptor);
     void dismiss(int descriptor);
 
@@ -146,9 +151,9 @@ void TlsServer::Engine::dismiss(int descriptor) {
     descriptors_.erase(descriptor);
 }
 
-bool TlsServer::Engine::rest(std::chrono::milliseconds time) {
+bool TlsServer::Engine::rest(std::chrono::steady_clock::time_point end) {
     std::unique_lock lock(mutex_);
-    return !stopped_.wait_for(lock, time, [this] { return stopping_; });
+    return !stopped_.wait_until(lock, end, [this] { return stopping_; });
 }
 
 // The engine calls this in a thread of its pool for each accepted connection.
@@ -156,11 +161,7 @@ bool TlsServer::Engine::process_and_close_socket(socket_t descriptor) {
     if (admit(descriptor)) {
         const std::unique_ptr<SSL, SessionRelease> session(SSL_new(context_.get()));
         if (session && SSL_set_fd(session.get(), descriptor) == 1 && SSL_accept(session.get()) == 1) {
-            const char* host = SSL_get_servername(session.get(), TLSEXT_NAMETYPE_host_name);
-            hooks_.handshakeDone(host == nullptr ? "" : host);
             converse(session.get(), descriptor);
-        } else {
-            hooks_.handshakeFailed();
         }
         ERR_clear_error();
         dismiss(descriptor);
@@ -186,10 +187,12 @@ void TlsServer::Engine::converse(SSL* session, int descriptor) {
 }
 
 void TlsServer::Engine::handle(const httplib::Request& request, httplib::Response& response) {
+    const auto arrival = std::chrono::steady_clock::now();
     TlsConnection& connection = *static_cast<TlsConnection*>(SSL_get_app_data(request.ssl));
     HttpRequest asked = connection.received(request);
     const auto answer = std::make_shared<const HttpAnswer>(hooks_.answer(asked));
-    if (!rest(answer->delay)) {
+    // What the answer has taken to make is part of its delay.
+    if (!rest(arrival + answer->delay)) {
         connection.breakOff();
     } else if (answer->delivery == Delivery::Reset) {
         connection.reset();
@@ -233,7 +236,7 @@ bool TlsServer::Engine::sendPiece(const HttpAnswer& answer, size_t offset, httpl
         return true;
     }
     const bool dripping = answer.delivery == Delivery::Drip;
-    if (dripping && offset > 0 && !rest(answer.pause)) {
+    if (dripping && offset > 0 && !rest(std::chrono::steady_clock::now() + answer.pause)) {
         connection.breakOff();
         return false;
     }

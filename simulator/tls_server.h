@@ -15,8 +15,6 @@ class TlsServer {
     // Called in the threads of the connections, several at a time. `host` is the name the client gave at the handshake.
     struct Hooks {
         std::function<const CertifiedKey&(const std::string& host)> certificate;
-        std::function<void(const std::string& host)> handshakeDone;
-        std::function<void()> handshakeFailed;
         // Given all but number, time, endpoint and status.
         std::function<HttpAnswer(HttpRequest& request)> answer;
     };

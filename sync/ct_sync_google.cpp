@@ -48,6 +48,11 @@ void readSettings(SyncContext& sync) {
     }
 }
 
+// Nobody's flag is never set.
+bool isAborted(const SyncContext& sync) {
+    return sync.abortFlag != nullptr && *sync.abortFlag != 0;
+}
+
 const char* memberOf(const SyncContext& sync, const ct_MappingRow& row, json_object* entry) {
     switch (row.rule) {
         case ct_MappingRule::displayName:
@@ -63,8 +68,14 @@ const char* memberOf(const SyncContext& sync, const ct_MappingRow& row, json_obj
 
 void syncDetails(SyncContext& sync, uint16_t contactId, json_object* person, const OrinHashTable& details) {
     const char* applied = nullptr;
+    const ct_MappingRow* before = nullptr;
+    json_object* entry = nullptr;
     for (const ct_MappingRow& row : ct_mappingRows()) {
-        json_object* entry = orin_getPersonListEntry(person, row.field, row.entry);
+        // The rows of an entry stand together.
+        if (before == nullptr || before->field != row.field || before->entry != row.entry) {
+            entry = orin_getPersonListEntry(person, row.field, row.entry);
+        }
+        before = &row;
         // The row before a phone type is its number, of which only the existence is asked.
         const bool hasNumber = applied != nullptr;
         const char* defaultValue = row.rule == ct_MappingRule::phoneType && hasNumber ? "work" : nullptr;
@@ -81,11 +92,24 @@ void markAsSeen(SyncContext& sync, uint16_t contactId) {
     }
 }
 
+// Whether the phone book holds as many contacts as it can. Counting them takes longer the more there are, and nobody
+// else can write while the page's transaction is open: they are counted once for a page, and its new ones added.
+// Without a transaction (none could be begun, or the disk's failure has ended it) they are counted each time.
+bool isPhoneBookFull(SyncContext& sync) {
+    if (!db_isInTransaction(&sync.dbContext->handles[ORINDB_KONFIG]) || !sync.phoneBookCount.has_value()) {
+        uint32_t count = 0;
+        if (orindb_getNumberofallContact(sync.dbContext, &count, 0) != ORINDB_OK) {
+            return false;
+        }
+        sync.phoneBookCount = count;
+    }
+    return *sync.phoneBookCount >= ORINDB_MAX_CONTACTS;
+}
+
 // Creates the contact of a new person. Returns its id, or 0 when that failed (logged and recorded).
 uint16_t createContact(SyncContext& sync, const char* resourceName, const char* function) {
     ORINLOG_FOR(function, ORINLOG_EDEBUG, "create googlecontact personId=%s", resourceName);
-    uint32_t count = 0;
-    if (orindb_getNumberofallContact(sync.dbContext, &count, 0) == ORINDB_OK && count >= ORINDB_MAX_CONTACTS) {
+    if (isPhoneBookFull(sync)) {
         if (sync.lastError != CT_SYNC_CAPACITY) {
             ORINLOG_FOR(function, ORINLOG_ERROR, "to many contacts");
         }
@@ -105,7 +129,11 @@ uint16_t createContact(SyncContext& sync, const char* resourceName, const char* 
         ORINLOG_FOR(function, ORINLOG_ERROR, "orindb_createCtD failed DBError=%d", result);
         ct_recordError(sync, result);
         orindb_removeCt(sync.dbContext, contact.contactId);
+        sync.phoneBookCount.reset();
         return 0;
+    }
+    if (sync.phoneBookCount.has_value()) {
+        ++*sync.phoneBookCount;
     }
     sync.changeState = ct_ChangeState::created;
     return contact.contactId;
@@ -155,16 +183,19 @@ void orin_google_syncOneContact(SyncContext& sync, json_object* person) {
 }
 
 // A page is committed whatever became of its persons: single failures do not stop the pass. Nor does a begin that
-// failed: the commit is sent all the same, and each statement has then stood for itself.
+// failed: each statement then stands for itself.
 void syncPersons(SyncContext& sync, json_object* connections, const char* googleGroup) {
-    orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_BEGIN);
+    const int begun = orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_BEGIN);
+    sync.phoneBookCount.reset();
     for (size_t i = 0; i < json_object_array_length(connections); ++i) {
         json_object* person = json_object_array_get_idx(connections, i);
         if (orin_isPersonMemberOfGroup(person, googleGroup) != 0) {
             orin_google_syncOneContact(sync, person);
         }
     }
-    orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_COMMIT);
+    if (begun == ORINDB_OK) {
+        orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_COMMIT);
+    }
 }
 
 // Without a page there is a reason: a rate limit is waited out, anything else ends the pass.
@@ -202,7 +233,7 @@ PageResult syncPage(SyncContext& sync, GoogleConnector* gContext, const char* go
         ORINLOG_FOR(PASS, ORINLOG_DEBUG, "page=%d", pageCounter);
         ++pageCounter;
     }
-    if (*sync.abortFlag != 0) {
+    if (isAborted(sync)) {
         ORINLOG_FOR(PASS, ORINLOG_ERROR, "abort sync by user contactGrpId=%d", sync.contactGroupId);
     }
     return PageResult::done;
@@ -217,14 +248,14 @@ bool syncPages(SyncContext& sync, GoogleConnector* gContext, const char* googleG
         if (syncPage(sync, gContext, googleGroup, pageToken, pageCounter) == PageResult::endOfPass) {
             return false;
         }
-    } while (pageToken[0] != '\0' && *sync.abortFlag == 0);
+    } while (pageToken[0] != '\0' && !isAborted(sync));
     return true;
 }
 
 // A contact that still has the group bit was not seen in this pass.
 void removeVanished(SyncContext& sync) {
-    orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_BEGIN);
-    for (uint32_t i = 0; i < sync.contactCount && *sync.abortFlag == 0; ++i) {
+    const int begun = orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_BEGIN);
+    for (uint32_t i = 0; i < sync.contactCount && !isAborted(sync); ++i) {
         if ((sync.contacts[i].contactGrpBitfield & sync.contactGroupId) == 0) {
             continue;
         }
@@ -234,7 +265,9 @@ void removeVanished(SyncContext& sync) {
             ORINLOG_FOR(PASS, ORINLOG_ERROR, "orindb_removeCt failed contactId=%d", contactId);
         }
     }
-    orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_COMMIT);
+    if (begun == ORINDB_OK) {
+        orindb_transaction(sync.dbContext, ORINDB_KONFIG, DB_COMMIT);
+    }
 }
 
 }  // namespace

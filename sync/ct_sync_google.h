@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "ct_sync_mapping.h"
 #include "orin_hashtable3.h"
@@ -39,13 +40,14 @@ struct SyncContext {
     uint8_t displayNameMode;                   // Autor.adminNVVN; 0: family name first
     OrinPhoneLocation location;                // what a number without prefix means here
     char converted[ORINDB_DETAIL_VALUE_SIZE];  // the text of the last conversion
+    std::optional<uint32_t> phoneBookCount;    // contacts in the phone book, once counted in the open transaction
 };
 
 // Runs a pass.
 //   gContext        the account's connector, holding a refresh token
 //   contactGroupId  the group's bit; contacts of group 0 belong to nobody
 //   googleGroup     resource name of the Google group to take; "", "contactGroups/all" and "contactGroups/0" take all
-//   abortFlag       a byte that ends the paging, and skips the removal, once it is not 0
+//   abortFlag       a byte that ends the paging, and skips the removal, once it is not 0; may be nullptr
 // Returns 0 or the code of the first error; single failures skip a person or a detail and the pass goes on.
 [[nodiscard]] uint16_t orin_google_sync(GoogleConnector* gContext, DbContext* dbContext, uint16_t contactGroupId,
                                         const char* googleGroup, const volatile uint8_t* abortFlag);

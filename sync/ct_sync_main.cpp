@@ -17,6 +17,7 @@
 #include "json_loader.h"
 #include "orin_stringutils.h"
 #include "orin_tools.h"
+#include "orin_wget.h"
 #include "orindb_dbaccess.h"
 #include "orinlog.h"
 #include "orinlog_backtrace.h"
@@ -265,6 +266,7 @@ int main(int argc, char** argv) {
     run.tokens.reset();
     orin_destroyGoogleConnector(run.connector);
     orindb_closeAllDbs(&run.databases);
+    orin_curl_closeConnections();
     curl_global_cleanup();
     logBanner(MAIN, "## ct_sync_main ended ####");
     return EXIT_SUCCESS;

@@ -78,14 +78,16 @@ int orin_base64_decode(const char* text, orinStringBuffer* destination) {
     }
     do {
         const size_t taken = std::min(characters, PIECE_CHARACTERS);
-        std::array<char, PIECE_CHARACTERS + 1> piece = {};
-        memset(piece.data(), ZERO, PIECE_CHARACTERS);  // fills up the last group
+        const size_t whole = (taken + GROUP_CHARACTERS - 1) / GROUP_CHARACTERS * GROUP_CHARACTERS;
+        std::array<char, PIECE_CHARACTERS + 1> piece;
         memcpy(piece.data(), text, taken);
+        memset(piece.data() + taken, ZERO, whole - taken);  // fills up the last group
+        piece[whole] = '\0';
         orin_replaceChar(piece.data(), '-', '+');
         orin_replaceChar(piece.data(), '_', '/');
         std::array<char, PIECE_BYTES> bytes;
         EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
-                        reinterpret_cast<const unsigned char*>(piece.data()), PIECE_CHARACTERS);
+                        reinterpret_cast<const unsigned char*>(piece.data()), static_cast<int>(whole));
         if (orin_appendToStringBuffer(destination, bytes.data(), taken * 3 / GROUP_CHARACTERS) != 0) {
             return -1;
         }

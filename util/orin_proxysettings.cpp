@@ -27,12 +27,12 @@ std::string_view trimmed(std::string_view text) {
 }
 
 // A decimal value; `fallback` when the key is missing. What is no number reads as 0.
-long lookupNumber(FILE* file, const char* key, long fallback) {
+int64_t lookupNumber(FILE* file, const char* key, int64_t fallback) {
     std::array<char, ORIN_CONF_LINE_SIZE> value{};
     if (orin_lookupConfValue(file, key, value.data(), value.size()) == 0) {
         return fallback;
     }
-    return strtol(value.data(), nullptr, 10);
+    return strtoll(value.data(), nullptr, 10);
 }
 
 // Sets the flag to 1 for exactly 1 and to 0 for everything else; without the key it stays.
@@ -49,10 +49,7 @@ void orin_readProxyConf(OrinProxySettings* settings) {
     }
     lookupFlag(file.get(), "use-proxy:", settings->useProxy);
     orin_lookupConfValue(file.get(), "ip-address:", settings->host, sizeof(settings->host));
-    const long port = lookupNumber(file.get(), "proxy-port:", settings->port);
-    if (port > 0 && port <= UINT16_MAX) {
-        settings->port = static_cast<uint16_t>(port);
-    }
+    settings->port = static_cast<uint16_t>(lookupNumber(file.get(), "proxy-port:", settings->port));
 }
 
 void orin_readProxyAuthConf(OrinProxySettings* settings) {

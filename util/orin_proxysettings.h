@@ -28,8 +28,8 @@ struct OrinProxySettings {
     char password[ORIN_PROXY_USER_SIZE] = "";
 };
 
-// Reads the proxy's address from ORIN_PROXY_CONF into the first three fields. A text that is no port from 1 to 65535
-// leaves the port as it is.
+// Reads the proxy's address from ORIN_PROXY_CONF into the first three fields. Of a port's number
+// the low 16 bits are kept; a text that is no number is 0.
 void orin_readProxyConf(OrinProxySettings* settings);
 
 // Reads the credentials from ORIN_PROXY_AUTH_CONF into the last three fields.

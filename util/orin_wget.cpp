@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "orin_datei_tools.h"
 #include "orin_guards.h"
@@ -43,6 +44,19 @@ struct KeepAlive {
     int probes;
 };
 constexpr KeepAlive KEEP_ALIVE{60, 15, 4};
+
+// The connections that the transfers of this thread have left open: a second photo from the same host needs no further
+// handshake. A thread of its own each, since libcurl lets no two threads share connections at a time; without it (no
+// memory) every transfer makes its own connection.
+thread_local CURLSH* openConnections = nullptr;
+
+CURLSH* sharedConnections() {
+    if (openConnections == nullptr) {
+        openConnections = curl_share_init();
+        curl_share_setopt(openConnections, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+    }
+    return openConnections;
+}
 
 // A transfer while it is set up. After the first option that libcurl refuses, set() sets no further one, and the
 // transfer is not performed.
@@ -203,6 +217,8 @@ void setTransfer(Setup& setup, const OrinCurlRequest& request, const OrinCurlExt
     set(setup, CURLOPT_PROTOCOLS_STR, PROTOCOLS);
     set(setup, CURLOPT_HTTPHEADER, extra.headers);
     setTls(setup, request.caLocation);
+    // A tunnel through the proxy stays what its credentials made it: it is not handed on.
+    set(setup, CURLOPT_SHARE, request.proxyMode == ORIN_PROXY_OFF ? sharedConnections() : nullptr);
     set(setup, CURLOPT_DEBUGFUNCTION, trace);
     set(setup, CURLOPT_VERBOSE, ORINLOG_ENABLED(ORINLOG_EDEBUG) ? 1L : 0L);
 }
@@ -296,6 +312,10 @@ int orin_curl_request(const OrinCurlRequest* request, OrinWriteCallback writeCal
         logFailure(*request, result, detail[0] != '\0' ? detail.data() : "request failed");
     }
     return result;
+}
+
+void orin_curl_closeConnections() {
+    curl_share_cleanup(std::exchange(openConnections, nullptr));
 }
 
 int32_t orin_wgetToFile(const char* address, const char* destination, const OrinCurlExtra* option) {

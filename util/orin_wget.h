@@ -59,6 +59,10 @@ using OrinWriteCallback = size_t (*)(char* data, size_t size, size_t count, void
 [[nodiscard]] int orin_curl_request(const OrinCurlRequest* request, OrinWriteCallback writeCallback, void* callbackData,
                                     const OrinCurlExtra* extra);
 
+// Closes the connections that this thread's requests have left open for the next request to the same host. A thread
+// that has made requests calls it before it ends, the last one before curl_global_cleanup.
+void orin_curl_closeConnections();
+
 // Downloads an address into a file with a GET, with neither proxy nor authentication: 5 seconds to connect, no limit
 // for the transfer. `option` goes to orin_curl_request. Returns the number of bytes written (INT32_MAX when there are
 // more), or -1 when the file cannot be created or written or the transfer fails; the file is then left as far as it

@@ -27,7 +27,5 @@ int orindb_createAutorTable(DbContext* dbContext, OrindbDefaults defaults) {
 }
 
 int orindb_getAutor(DbContext* dbContext, Autor* autor) {
-    const OrindbTable& table = ORINDB_AUTOR_TABLE;
-    const SelectText sql("SELECT %s FROM %s", table.columnList, table.name);
-    return orindb_selectOne(dbContext, table, sql.get(), autor, __func__);
+    return orindb_selectOnly(dbContext, ORINDB_AUTOR_TABLE, autor, __func__);
 }

@@ -27,6 +27,5 @@ int orindb_removeCallThrough(DbContext* dbContext, uint16_t contactId) {
 }
 
 int orindb_removeAllCallThrough(DbContext* dbContext) {
-    const DeleteText sql("DELETE FROM %s", NAME);
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+    return orindb_deleteAll(dbContext, ORINDB_CALL_THROUGH_TABLE, __func__);
 }

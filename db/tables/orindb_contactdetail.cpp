@@ -100,7 +100,13 @@ int orindb_getContactDetailArrayOfContact(DbContext* dbContext, uint16_t contact
 
 int orindb_getContactDetailArrayAndHashTable(DbContext* dbContext, uint16_t contactId, ContactDetail** details,
                                              uint32_t* count, OrinHashTable* table) {
-    int result = orindb_getContactDetailArrayOfContact(dbContext, contactId, details, count);
+    if (table == nullptr) {
+        return ORINDB_INVALID_PARAMETER;
+    }
+    const OrindbTable& described = ORINDB_CONTACT_DETAIL_TABLE;
+    // A synchronisation comes here for every person. A contact has a key once at most: DISTINCT would only cost time.
+    const SelectText sql("SELECT %s FROM %s WHERE contactId=?1 ORDER BY key", described.columnList, described.name);
+    int result = orindb_selectArrayOf(dbContext, described, sql.get(), contactId, details, count);
     if (result != ORINDB_OK) {
         return result;
     }

@@ -21,9 +21,6 @@ constexpr OrindbTable LIST = orindb_describeTable<ContactPartial, NAME, COLUMNS>
 
 int orindb_getContactPartialsArray(DbContext* dbContext, ContactPartial** partials, uint16_t* count,
                                    const char* whereFormat, ...) {
-    if (partials == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
-    }
     char where[ORINDB_SQL_WHERE];
     va_list arguments;
     va_start(arguments, whereFormat);
@@ -45,8 +42,5 @@ int orindb_getContactPartialsArray(DbContext* dbContext, ContactPartial** partia
         NAME, ORINDB_DETAIL_SHORT_NUMBER, ORINDB_DETAIL_PHONE, ORINDB_DETAIL_PHONE + 1, ORINDB_DETAIL_PHONE + 2,
         ORINDB_DETAIL_PHONE + 3, ORINDB_DETAIL_DISPLAY_NAME, where,
         strstr(where, "ORDER BY") != nullptr ? "" : "ORDER BY phoneNr1");
-    uint32_t rows = 0;
-    const int result = orindb_selectArray(dbContext, LIST, sql.get(), partials, &rows, __func__);
-    *count = static_cast<uint16_t>(rows < UINT16_MAX ? rows : UINT16_MAX);
-    return result;
+    return orindb_selectArray(dbContext, LIST, sql.get(), partials, count, __func__);
 }

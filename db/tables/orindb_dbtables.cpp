@@ -24,12 +24,14 @@ int withoutDefaults(DbContext* dbContext, OrindbDefaults /*defaults*/) {
     return CREATE(dbContext);
 }
 
+constexpr auto part = OrindbTableShare::part;
+
 constexpr std::array KNOWN_TABLES{
-    OrindbKnownTable{&ORINDB_AUTOR_TABLE, orindb_createAutorTable},
-    OrindbKnownTable{&ORINDB_SONSTIGES_TABLE, orindb_createSonstigesTable},
-    OrindbKnownTable{&ORINDB_TEILNEHMER_TABLE, withoutDefaults<orindb_createTeilnehmerTable>},
-    OrindbKnownTable{&ORINDB_CALL_THROUGH_TABLE, withoutDefaults<orindb_createCallThroughTable>},
-    OrindbKnownTable{&ORINDB_KW_TN_TABLE, withoutDefaults<orindb_createKwTnTable>},
+    OrindbKnownTable{&ORINDB_AUTOR_TABLE, orindb_createAutorTable, part},
+    OrindbKnownTable{&ORINDB_SONSTIGES_TABLE, orindb_createSonstigesTable, part},
+    OrindbKnownTable{&ORINDB_TEILNEHMER_TABLE, withoutDefaults<orindb_createTeilnehmerTable>, part},
+    OrindbKnownTable{&ORINDB_CALL_THROUGH_TABLE, withoutDefaults<orindb_createCallThroughTable>, part},
+    OrindbKnownTable{&ORINDB_KW_TN_TABLE, withoutDefaults<orindb_createKwTnTable>, part},
     OrindbKnownTable{&ORINDB_CONTACT_GROUP_TABLE, orindb_createContactGroupTable},
     OrindbKnownTable{&ORINDB_CONTACT_TABLE, withoutDefaults<orindb_createKontaktTable>},
     OrindbKnownTable{&ORINDB_CONTACT_DETAIL_TABLE, withoutDefaults<orindb_createKontaktDetailTable>},

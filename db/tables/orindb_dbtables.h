@@ -6,10 +6,15 @@
 
 #include "orindb_table.h"
 
+// Whether this program knows all of a table. Of some it only reads what it needs, and other programs of the PBX may
+// have given them further columns, which a conversion must keep.
+enum class OrindbTableShare : uint8_t { whole, part };
+
 // A table that this program knows, and the function that creates it.
 struct OrindbKnownTable {
     const OrindbTable* table;
     int (*create)(DbContext* dbContext, OrindbDefaults defaults);
+    OrindbTableShare share = OrindbTableShare::whole;
 };
 
 // All of them, of all databases.

@@ -59,16 +59,6 @@ int checkPlaces(DbContext* dbContext, uint16_t dectBaseHwId) {
     return count == DECT_PPS_OF_BASE ? ORINDB_OK : ORINDB_NOT_FOUND;
 }
 
-int getArray(DbContext* dbContext, const char* sql, DectBaseHw** bases, uint16_t* count, const char* caller) {
-    if (bases == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
-    }
-    uint32_t rows = 0;
-    const int result = orindb_selectArray(dbContext, ORINDB_DECT_BASE_HW_TABLE, sql, bases, &rows, caller);
-    *count = static_cast<uint16_t>(rows);
-    return result;
-}
-
 }  // namespace
 
 constexpr OrindbTable ORINDB_DECT_BASE_HW_TABLE =
@@ -79,12 +69,7 @@ int orindb_createDectBaseHwTable(DbContext* dbContext, OrindbDefaults defaults) 
 }
 
 int orindb_getDectBaseHw(DbContext* dbContext, uint16_t dectBaseHwId, DectBaseHw* base) {
-    if (base == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
-    }
-    const OrindbTable& table = ORINDB_DECT_BASE_HW_TABLE;
-    const SelectText sql("SELECT %s FROM %s WHERE dectBaseHwId=%i", table.columnList, table.name, dectBaseHwId);
-    return orindb_selectOne(dbContext, table, sql.get(), base, __func__);
+    return orindb_selectByNumber(dbContext, ORINDB_DECT_BASE_HW_TABLE, "dectBaseHwId", dectBaseHwId, base, __func__);
 }
 
 int getDectBaseHwBySlotAndPort(DbContext* dbContext, uint16_t slot, uint16_t port, DectBaseHw* base) {
@@ -102,7 +87,7 @@ int getDectBaseHwBySlotAndPort(DbContext* dbContext, uint16_t slot, uint16_t por
 int orindb_getDectBaseHwAll(DbContext* dbContext, DectBaseHw** bases, uint16_t* count) {
     const OrindbTable& table = ORINDB_DECT_BASE_HW_TABLE;
     const SelectText sql("SELECT %s FROM %s ORDER BY slot, port", table.columnList, table.name);
-    return getArray(dbContext, sql.get(), bases, count, __func__);
+    return orindb_selectArray(dbContext, table, sql.get(), bases, count, __func__);
 }
 
 int orindb_getDectBaseHwWithoutTn(DbContext* dbContext, DectBaseHw** bases, uint16_t* count) {
@@ -111,7 +96,7 @@ int orindb_getDectBaseHwWithoutTn(DbContext* dbContext, DectBaseHw** bases, uint
         "SELECT %s FROM %s WHERE dectBaseHwId NOT IN (SELECT dectBaseHwId FROM %s WHERE teilnehmerId<>0) "
         "ORDER BY slot, port",
         table.columnList, table.name, ORINDB_DECT_PP_HW_TABLE.name);
-    return getArray(dbContext, sql.get(), bases, count, __func__);
+    return orindb_selectArray(dbContext, table, sql.get(), bases, count, __func__);
 }
 
 int orindb_saveDectBaseHw(DbContext* dbContext, DectBaseHw* base) {
@@ -141,8 +126,7 @@ int orindb_removeDectBaseHw(DbContext* dbContext, uint16_t dectBaseHwId) {
     }
     result = orindb_removeDectPpHwOfDectBaseHw(dbContext, dectBaseHwId);
     if (result == ORINDB_OK) {
-        const DeleteText sql("DELETE FROM %s WHERE dectBaseHwId=%i", NAME, dectBaseHwId);
-        result = _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+        result = orindb_deleteByNumber(dbContext, ORINDB_DECT_BASE_HW_TABLE, "dectBaseHwId", dectBaseHwId, __func__);
     }
     return transaction.end(result);
 }

@@ -27,16 +27,10 @@ int orindb_createDectPpHwTable(DbContext* dbContext, OrindbDefaults defaults) {
 
 int orindb_getDectPpHwArrayForDectBaseHw(DbContext* dbContext, uint16_t dectBaseHwId, DectPpHw** places,
                                          uint16_t* count) {
-    if (places == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
-    }
     const OrindbTable& table = ORINDB_DECT_PP_HW_TABLE;
     const SelectText sql("SELECT %s FROM %s WHERE dectBaseHwId=%i ORDER BY ppNr", table.columnList, table.name,
                          dectBaseHwId);
-    uint32_t rows = 0;
-    const int result = orindb_selectArray(dbContext, table, sql.get(), places, &rows, __func__);
-    *count = static_cast<uint16_t>(rows);
-    return result;
+    return orindb_selectArray(dbContext, table, sql.get(), places, count, __func__);
 }
 
 int orindb_createDectPpHwForDectBaseHw(DbContext* dbContext, uint16_t dectBaseHwId) {

@@ -44,16 +44,10 @@ int orindb_getGesprDat(DbContext* dbContext, uint32_t gesprDatId, GesprDat* call
 }
 
 int orindb_getGesprDatAll(DbContext* dbContext, GesprDat** calls, uint16_t* count) {
-    if (calls == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
-    }
     const OrindbTable& table = ORINDB_GESPR_DAT_TABLE;
     const SelectText sql("SELECT %s FROM %s ORDER BY gesprDatId DESC LIMIT %d", table.columnList, table.name,
                          UINT16_MAX);
-    uint32_t rows = 0;
-    const int result = orindb_selectArray(dbContext, table, sql.get(), calls, &rows, __func__);
-    *count = static_cast<uint16_t>(rows);
-    return result;
+    return orindb_selectArray(dbContext, table, sql.get(), calls, count, __func__);
 }
 
 int orindb_saveGesprDat(DbContext* dbContext, GesprDat* call) {

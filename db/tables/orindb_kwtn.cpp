@@ -28,6 +28,5 @@ int orindb_removeKwTnOfKwId(DbContext* dbContext, uint16_t kwId) {
 }
 
 int orindb_removeKwTnAll(DbContext* dbContext) {
-    const DeleteText sql("DELETE FROM %s", NAME);
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+    return orindb_deleteAll(dbContext, ORINDB_KW_TN_TABLE, __func__);
 }

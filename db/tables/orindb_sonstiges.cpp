@@ -32,7 +32,5 @@ int orindb_createSonstigesTable(DbContext* dbContext, OrindbDefaults defaults) {
 }
 
 int orindb_getSonstiges(DbContext* dbContext, Sonstiges* sonstiges) {
-    const OrindbTable& table = ORINDB_SONSTIGES_TABLE;
-    const SelectText sql("SELECT %s FROM %s", table.columnList, table.name);
-    return orindb_selectOne(dbContext, table, sql.get(), sonstiges, __func__);
+    return orindb_selectOnly(dbContext, ORINDB_SONSTIGES_TABLE, sonstiges, __func__);
 }

@@ -26,9 +26,10 @@
 [[nodiscard]] int orindb_xmlExportDb(DbContext* dbContext, int dbType, const char* path);
 
 // Replaces the whole content of one database by that of a file, in one transaction: tables that this program knows get
-// its schema (columns are matched by name; new ones get the schema's default, dropped ones are left out), those that it
-// knows and the file does not hold get their default rows, unknown ones are made as they were exported. The version row
-// is this program's. After a failure the database is as it was.
+// its schema (columns are matched by name; new ones get the schema's default, dropped ones are left out and logged),
+// those that it knows only a part of keep the file's and get the columns that are missing, those that it knows and the
+// file does not hold get their default rows, unknown ones are made as they were exported. The version row is this
+// program's. After a failure the database is as it was.
 [[nodiscard]] int orindb_xmlImportDb(DbContext* dbContext, int dbType, const char* path);
 
 // Writes the rows that a file holds of one known table over those that are there, in one transaction, by the same

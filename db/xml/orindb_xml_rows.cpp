@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "orindb_catalogue.h"
 #include "orinlog.h"
 
 namespace {
@@ -13,8 +14,39 @@ bool hasColumn(const OrindbRowWriter& writer, std::string_view name) {
     if (writer.known == nullptr) {
         return true;
     }
-    const auto isNamed = [name](const OrindbColumn& column) { return orindb_isSameName(column.name, name); };
-    return std::any_of(writer.known->columns.begin(), writer.known->columns.end(), isNamed);
+    if (writer.known->share == OrindbTableShare::whole) {
+        const auto& columns = writer.known->table->columns;
+        return std::any_of(columns.begin(), columns.end(),
+                           [name](const OrindbColumn& column) { return orindb_isSameName(column.name, name); });
+    }
+    std::string_view existing(orin_getStringBuffer(&writer.existing), writer.existing.length);
+    while (!existing.empty()) {
+        const size_t length = existing.find('\n');
+        if (orindb_isSameName(existing.substr(0, length), name)) {
+            return true;
+        }
+        existing.remove_prefix(length + 1);
+    }
+    return false;
+}
+
+// Reads the names of the columns that a table really has.
+int readExisting(OrindbRowWriter& writer, const char* table) {
+    orin_clearStringBuffer(&writer.existing);
+    DbCursor* opened = nullptr;
+    if (db_cursor_query(writer.dbContext->handles, writer.dbType, "SELECT name FROM pragma_table_info(?1,'main')",
+                        &opened) != 0) {
+        return ORINDB_FAILED;
+    }
+    const Cursor cursor(opened);
+    int step = db_cursor_bind_text(cursor.get(), 1, table) == 0 ? db_cursor_next(cursor.get()) : -1;
+    for (; step == 1; step = db_cursor_next(cursor.get())) {
+        if (orin_appendStringToStringBuffer(&writer.existing, db_cursor_get_text(cursor.get(), 0, "")) != 0 ||
+            orin_appendStringToStringBuffer(&writer.existing, "\n") != 0) {
+            return ORINDB_FAILED;
+        }
+    }
+    return step == 0 ? ORINDB_OK : ORINDB_FAILED;
 }
 
 // "a","b" of the columns that are written. *count gets their number.
@@ -33,6 +65,16 @@ int listColumns(const OrindbRowWriter& writer, const OrindbImportRow& row, orinS
         ++*count;
     }
     return ORINDB_OK;
+}
+
+void logLeftOut(OrindbRowWriter& writer, const OrindbImportRow& row) {
+    writer.hasLeftOut = true;
+    for (const OrindbImportValue& value : orindb_importValues(row)) {
+        if (!hasColumn(writer, value.column)) {
+            ORINLOG_FN(ORINLOG_WARNING, "%.*s of %s is left out: there is no such column",
+                       static_cast<int>(value.column.size()), value.column.data(), writer.table.data);
+        }
+    }
 }
 
 int prepare(OrindbRowWriter& writer, const char* columns, int count) {
@@ -76,18 +118,24 @@ int step(OrindbRowWriter& writer, const OrindbImportRow& row) {
 
 }  // namespace
 
-int orindb_beginRows(OrindbRowWriter& writer, const OrindbTable* known, std::string_view table) {
+int orindb_beginRows(OrindbRowWriter& writer, const OrindbKnownTable* known, std::string_view table) {
     writer.known = known;
     writer.hasWritten = false;
+    writer.hasLeftOut = false;
+    if (known != nullptr && known->share == OrindbTableShare::part &&
+        readExisting(writer, known->table->name) != ORINDB_OK) {
+        return ORINDB_FAILED;
+    }
     orin_clearStringBuffer(&writer.table);
-    // Unquoted where it is known: so it is found in the catalogue of counted tables.
-    return known != nullptr ? orin_appendStringToStringBuffer(&writer.table, known->name)
-                            : orindb_appendQuoted(&writer.table, table);
+    // Unquoted if it is in the catalogue: only so its change is counted.
+    return orindb_tableIndex(table) != ORINDB_TABLE_UNKNOWN
+               ? orin_appendToStringBuffer(&writer.table, table.data(), table.size())
+               : orindb_appendQuoted(&writer.table, table);
 }
 
 int orindb_writeRow(OrindbRowWriter& writer, OrindbImportRow& row) {
-    if (writer.known != nullptr && writer.known->importRule != nullptr) {
-        const int result = writer.known->importRule(writer.dbContext, row);
+    if (writer.known != nullptr && writer.known->table->importRule != nullptr) {
+        const int result = writer.known->table->importRule(writer.dbContext, row);
         if (result != ORINDB_OK || !row.isWritten) {
             return result;
         }
@@ -96,6 +144,9 @@ int orindb_writeRow(OrindbRowWriter& writer, OrindbImportRow& row) {
     const orinStringBufferData columnsOwner(&columns);
     int count = 0;
     int result = listColumns(writer, row, &columns, &count);
+    if (!writer.hasLeftOut && static_cast<size_t>(count) < orindb_importValues(row).size()) {
+        logLeftOut(writer, row);
+    }
     if (result != ORINDB_OK || count == 0) {
         return result;
     }
@@ -116,6 +167,7 @@ void orindb_endRows(OrindbRowWriter& writer) {
 void orindb_freeRowWriter(OrindbRowWriter& writer) {
     writer.statement.reset();
     orin_freeStringBufferData(&writer.table);
+    orin_freeStringBufferData(&writer.existing);
     orin_freeStringBufferData(&writer.columns);
 }
 

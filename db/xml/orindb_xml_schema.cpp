@@ -44,15 +44,21 @@ int runCreate(OrindbXmlSchema& schema, const char* sql) {
     return runSingle(schema, sql);
 }
 
-bool schemaHolds(OrindbXmlSchema& schema, std::string_view name) {
+// Whether a query finds anything for one or two names.
+bool finds(OrindbXmlSchema& schema, const char* sql, std::string_view first, std::string_view second = {}) {
     DbCursor* opened = nullptr;
-    if (db_cursor_query(schema.dbContext->handles, schema.dbType,
-                        "SELECT 1 FROM sqlite_master WHERE name=?1 COLLATE NOCASE", &opened) != 0) {
+    if (db_cursor_query(schema.dbContext->handles, schema.dbType, sql, &opened) != 0) {
         return false;
     }
     const Cursor cursor(opened);
-    const DbValue value{DbValueType::text, 0, 0, name.data(), name.size()};
-    return db_cursor_bind_value(cursor.get(), 1, value) == 0 && db_cursor_next(cursor.get()) == 1;
+    const DbValue one{DbValueType::text, 0, 0, first.data(), first.size()};
+    const DbValue other{DbValueType::text, 0, 0, second.data(), second.size()};
+    return db_cursor_bind_value(cursor.get(), 1, one) == 0 &&
+           (second.empty() || db_cursor_bind_value(cursor.get(), 2, other) == 0) && db_cursor_next(cursor.get()) == 1;
+}
+
+bool schemaHolds(OrindbXmlSchema& schema, std::string_view name) {
+    return finds(schema, "SELECT 1 FROM sqlite_master WHERE name=?1 COLLATE NOCASE", name);
 }
 
 // Whatever the names: a file from the field may hold any. A table that goes with another one is not missed.
@@ -90,13 +96,50 @@ bool isMade(const OrindbXmlSchema& schema, const OrindbTable* table) {
     return std::find(made, made + schema.madeTables.count, table) != made + schema.madeTables.count;
 }
 
-int makeKnown(OrindbXmlSchema& schema, const OrindbKnownTable& known, OrindbDefaults defaults) {
+int noteMade(OrindbXmlSchema& schema, const OrindbTable* table) {
     auto** made = static_cast<const OrindbTable**>(orindb_appendToArray(&schema.madeTables));
     if (made == nullptr) {
         return ORINDB_FAILED;
     }
-    *made = known.table;
-    return known.create(schema.dbContext, defaults);
+    *made = table;
+    return ORINDB_OK;
+}
+
+int makeKnown(OrindbXmlSchema& schema, const OrindbKnownTable& known, OrindbDefaults defaults) {
+    const int result = noteMade(schema, known.table);
+    return result == ORINDB_OK ? known.create(schema.dbContext, defaults) : result;
+}
+
+bool isTable(OrindbXmlSchema& schema, std::string_view name) {
+    return finds(schema, "SELECT 1 FROM main.sqlite_master WHERE type='table' AND name=?1 COLLATE NOCASE", name);
+}
+
+bool hasColumn(OrindbXmlSchema& schema, std::string_view table, std::string_view column) {
+    return finds(schema, "SELECT 1 FROM pragma_table_info(?1,'main') WHERE name=?2 COLLATE NOCASE", table, column);
+}
+
+// Makes a table as the file had it, with the columns that it lacks and this program reads.
+int makePartlyKnown(OrindbXmlSchema& schema, const OrindbKnownTable& known, const char* sql) {
+    if (!startsWith(sql, CREATE)) {
+        return makeKnown(schema, known, OrindbDefaults::no);
+    }
+    const OrindbTable& table = *known.table;
+    int result = noteMade(schema, &table);
+    if (result == ORINDB_OK) {
+        result = runSingle(schema, sql);
+    }
+    if (result == ORINDB_OK && !isTable(schema, table.name)) {
+        ORINLOG_FN(ORINLOG_ERROR, "no table %s: %.80s", table.name, sql);
+        result = ORINDB_FAILED;
+    }
+    for (const OrindbColumn& column : table.columns) {
+        if (result == ORINDB_OK && !hasColumn(schema, table.name, column.name)) {
+            const char* type = column.kind == OrindbColumnKind::text ? "VARCHAR(1)" : "INTEGER(1)";
+            const SelectText added("ALTER TABLE %s ADD COLUMN %s %s", table.name, column.name.data(), type);
+            result = runSingle(schema, added.get());
+        }
+    }
+    return result;
 }
 
 void initSchema(OrindbXmlSchema& schema, DbContext* dbContext, int dbType) {
@@ -162,14 +205,15 @@ int orindb_xmlBeginTable(OrindbXmlSchema& schema, std::string_view name, const c
         // It holds the row that is true of the new file.
     } else if (known != nullptr) {
         *isWanted = true;
-        result = makeKnown(schema, *known, OrindbDefaults::no);
+        result = known->share == OrindbTableShare::part ? makePartlyKnown(schema, *known, sql)
+                                                        : makeKnown(schema, *known, OrindbDefaults::no);
     } else {
         result = beginUnknownTable(schema, name, sql, isWanted);
     }
     if (result != ORINDB_OK || !*isWanted) {
         return result;
     }
-    return orindb_beginRows(schema.writer, known != nullptr ? known->table : nullptr, name);
+    return orindb_beginRows(schema.writer, known, name);
 }
 
 int orindb_xmlCreateObject(OrindbXmlSchema& schema, const char* sql) {

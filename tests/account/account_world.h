@@ -10,14 +10,12 @@
 
 #include "file_tools.h"
 #include "google_standin.h"
+#include "orindb_dbaccess.h"
 #include "process.h"
 #include "sqlite_peek.h"
 
 class AccountWorld : public testing::Test {
   protected:
-    static constexpr char DATABASE[] = "/data/db/konfig9.db";
-    static constexpr size_t PERSONS = 5;
-
     void SetUp() override {
         for (const char* folder : {"/data/db", "/data/etc"}) {
             std::filesystem::remove_all(folder);
@@ -29,12 +27,9 @@ class AccountWorld : public testing::Test {
         google.update([](const GoogleAccount& account) { writeFile("/tmp/token", account.refreshToken + "\n"); });
     }
 
-    static std::vector<std::string> command(std::vector<std::string> arguments) {
+    static ProcessResult account(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), programPath("ct_account"));
-        return arguments;
-    }
-    static ProcessResult account(const std::vector<std::string>& arguments) {
-        return run(command(arguments));
+        return run(arguments);
     }
     // What it prints; anything but success is a failure.
     static std::string shown(const std::vector<std::string>& arguments) {
@@ -44,11 +39,18 @@ class AccountWorld : public testing::Test {
         return result.out;
     }
     static std::string value(const std::string& query) {
-        return sqliteValue(DATABASE, query);
+        return sqliteValue("/data/db/konfig9.db", query);
+    }
+    // Fills the phone book before the command sees it.
+    static void fill(const char* sql) {
+        DbContext databases{};
+        ASSERT_EQ(orindb_openAllDbsWithDefaultNames(&databases, nullptr, 0), 0);
+        ASSERT_EQ(_orindb_execDb(&databases, ORINDB_KONFIG, sql, nullptr, nullptr, "test"), 0);
+        orindb_closeAllDbs(&databases);
     }
     static int queue() {
         return msgget(16961, IPC_CREAT | 0666);
     }
 
-    GoogleStandIn google{generateAccount(PERSONS)};
+    GoogleStandIn google{generateAccount(5)};
 };

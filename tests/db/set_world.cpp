@@ -6,11 +6,14 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "orindb_contactdetail.h"
+
 NewMachine::NewMachine() {
     sqlite3_shutdown();  // its settings, too, are those of a new process
+    drawNumbers({});
     std::filesystem::remove_all("/data/db");
     std::filesystem::create_directory("/data/db");
-    std::filesystem::remove_all("/tmp/dblockfile~");
+    std::filesystem::remove_all(LOCK_FILE);
     shmctl(shmget(16967, 0, 0), IPC_RMID, nullptr);
     semctl(semget(16968, 0, 0), 0, IPC_RMID);
 }
@@ -25,49 +28,26 @@ OpenSet::~OpenSet() {
     orindb_closeAllDbs(&db);
 }
 
-std::string OpenSet::content() {
-    std::string lines;
-    for (const char* table : {"Contact", "ContactDetail", "GoogleServerConfig", "Kw_Tn", "CallThrough"}) {
-        for (const auto& row : sqlitePeek(KONFIG_FILE, std::string("SELECT * FROM ") + table + " ORDER BY 1, 2")) {
-            lines += table;
-            for (const std::string& value : row) {
-                lines += '|' + value;
-            }
-            lines += '\n';
-        }
-    }
-    return lines;
+int OpenSet::put(uint16_t contactId, int32_t key, const std::string& value) {
+    ContactDetail work{};
+    return orindb_createCtD(&db, contactId, key, value.c_str(), &work);
 }
 
 std::string OpenSet::lastSelect() const {
-    const std::string begin = "db_exec(): ";
     const auto lines = log.texts(ORINLOG_EDEBUG);
-    const auto line = std::find_if(lines.rbegin(), lines.rend(), [&](const std::string& text) {
-        return text.find(begin + "SELECT") != std::string::npos;
-    });
-    return line != lines.rend() ? line->substr(line->find(begin) + begin.size()) : "";
+    const auto line = std::find_if(lines.rbegin(), lines.rend(),
+                                   [](const std::string& text) { return text.find("SELECT") != std::string::npos; });
+    return line != lines.rend() ? line->substr(line->find("SELECT"), line->rfind(" db=") - line->find("SELECT")) : "";
 }
 
-std::string OpenSet::planOfLastSelect() const {
-    std::string plan;
-    for (const auto& row : sqlitePeek(KONFIG_FILE, "EXPLAIN QUERY PLAN " + lastSelect())) {
-        plan += row.back() + "; ";
-    }
-    return plan;
-}
-
-HeldFile::HeldFile(const std::string& path) {
+std::jthread holdFile(const std::string& path) {
     sqlite3* connection = nullptr;
     EXPECT_EQ(sqlite3_open(path.c_str(), &connection), SQLITE_OK);
     EXPECT_EQ(sqlite3_exec(connection, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-    thread_ = std::thread([connection] {
+    return std::jthread([connection] {
         std::this_thread::sleep_for(std::chrono::milliseconds(250));
         sqlite3_close(connection);
     });
-}
-
-HeldFile::~HeldFile() {
-    thread_.join();
 }
 
 void sqliteChange(const std::string& path, const std::string& sql) {
@@ -76,4 +56,38 @@ void sqliteChange(const std::string& path, const std::string& sql) {
     EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
         << sqlite3_errmsg(connection);
     sqlite3_close(connection);
+}
+
+std::string rows(const std::string& query, const std::string& path) {
+    std::string text;
+    for (const auto& row : sqlitePeek(path, query)) {
+        for (const std::string& value : row) {
+            text += value + '|';
+        }
+        text.back() = ';';
+    }
+    return text;
+}
+
+std::string dumpFile(const std::string& path) {
+    sqliteChange(path, "BEGIN IMMEDIATE; COMMIT");
+    // A SELECT for each table. quote() shows a value's type, hex() what stands behind a NUL.
+    const std::string tables = rows(
+        "SELECT group_concat(statement, ' UNION ALL ') FROM (SELECT printf('SELECT %Q||%s FROM \"%w\" NOT INDEXED', "
+        "m.name||':', group_concat(printf('quote(\"%w\")||hex(\"%w\")', c.name, c.name), '||''|''||'), m.name) AS "
+        "statement FROM sqlite_master m, pragma_table_xinfo(m.name) c WHERE m.type='table' AND c.hidden<>1 AND "
+        "m.name NOT LIKE 'sqlite_stat%' GROUP BY m.name ORDER BY m.name)",
+        path);
+    return rows("SELECT type, name, tbl_name, sql FROM sqlite_master WHERE name NOT LIKE 'sqlite_stat%' ORDER BY 1, 2",
+                path) +
+           (tables == "NULL;" ? "" : rows(tables, path));
+}
+
+std::string difference(const std::string& a, const std::string& b) {
+    if (a == b) {
+        return {};
+    }
+    const auto at = static_cast<size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin());
+    const size_t from = at > 200 ? at - 200 : 0;
+    return "at " + std::to_string(at) + ":\n" + a.substr(from, 400) + "\n--- is now ---\n" + b.substr(from, 400);
 }

@@ -1,35 +1,29 @@
-// One database file: statements that wait, reconnect, fail or are stopped; transactions; a damaged file.
-#include "db_sqlitewrapper.h"
+// One database file: statements that wait, reconnect, fail or are stopped; transactions; cursors.
+#include <functional>
 
-#include <gmock/gmock.h>
-#include <sqlite3.h>
-
-#include <chrono>
-#include <cstring>
-#include <filesystem>
-
-#include "file_tools.h"
-#include "orinlog_level_user.h"
 #include "set_world.h"
 
 namespace {
 
 constexpr char FILE_PATH[] = "/data/db/wrapper.db";
 constexpr char INSERT[] = "INSERT INTO t VALUES(1,2)";
+DbHandle* openHandle = nullptr;
+std::string called;
 
 class Wrapper : public NewMachine {
   protected:
     Wrapper() {
+        sqliteChange(FILE_PATH, "CREATE TABLE t(a, b)");
         EXPECT_EQ(db_openDb(&handle, FILE_PATH, 0, 3, 4), ORINDB_OK);
-        EXPECT_EQ(exec("CREATE TABLE t(a, b)"), ORINDB_OK);
-        log.clear();
+        openHandle = &handle;
+        called.clear();
     }
     ~Wrapper() override {
+        cursor.reset();
         db_closeDb(&handle);
-        orinlog_setLevel(&orinlog_level_mem, ORINLOG_CAT_DB, ORINLOG_EDEBUG);
     }
-    int exec(const char* sql, uint8_t quiet = 0) {
-        return _db_execDb(&handle, sql, nullptr, nullptr, quiet, "test");
+    int exec(const char* sql, DbRowCallback callback = nullptr, void* argument = nullptr) {
+        return _db_execDb(&handle, sql, callback, argument, 0, "test");
     }
     int transaction(int mode) {
         return db_transactionDb(&handle, mode, nullptr);
@@ -41,224 +35,181 @@ class Wrapper : public NewMachine {
             EXPECT_EQ(mode != std::string::npos ? transaction(static_cast<int>(mode)) : exec(INSERT), ORINDB_OK);
         }
     }
-    int getArray(const char* sql) {
-        return db_execDbGetArray(&handle, sql, &table, &columns, &rows);
+    int query(const char* sql) {
+        DbCursor* opened = nullptr;
+        const int result = db_cursor_query(&handle, 0, sql, &opened);
+        cursor.reset(opened);
+        return result;
     }
-    static std::string storedRows() {
-        return sqliteValue(FILE_PATH, "SELECT COUNT(*) FROM t");
+    static std::string stored() {
+        return rows("SELECT * FROM t", FILE_PATH);
     }
 
     DbHandle handle;
-    char** table = nullptr;
-    int columns = 0;
-    int rows = 0;
+    Cursor cursor;
 };
 
-TEST_F(Wrapper, AFileThatAnotherProcessHoldsIsWaitedFor) {
+TEST_F(Wrapper, AKeptStatementIsTheHandlesAndRunsInEverySchema) {
+    const auto keep = [this](const std::string& sql) {
+        DbCursor* opened = nullptr;
+        EXPECT_EQ(db_cursor_queryKept(&handle, 0, sql.c_str(), &opened), 0);
+        return Cursor(opened);
+    };
+    const char* sql = "INSERT INTO t(a) VALUES(?1)";
+    const auto insert = [&](int value) {
+        const Cursor kept = keep(sql);
+        return db_cursor_bind_int(kept.get(), 1, value) + db_cursor_next(kept.get());
+    };
     {
-        const HeldFile held(FILE_PATH);
-        run("I");
+        const Cursor one = keep(sql);
+        const Cursor other = keep(sql);
+        EXPECT_NE(db_cursor_sql(one.get()), db_cursor_sql(other.get())) << "a statement has one cursor";
+        EXPECT_EQ(db_cursor_bind_int(one.get(), 1, 5), 0);
     }
-    EXPECT_TRUE(hasLine(ORINLOG_INFO,
-                        "db_exec(): DB-File (/data/db/wrapper.db) is busy or locked tansaction :INSERT INTO t "
-                        "VALUES(1,2) PID=" +
-                            std::to_string(getpid())));
-    const auto start = std::chrono::steady_clock::now();
-    const FailingSql locked(0, SQLITE_LOCKED, 2);
-    run("I");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200)) << "two steps";
-    EXPECT_EQ(storedRows(), "2");
-    EXPECT_EQ(errors(), 0U);
+    EXPECT_EQ(db_cursor_next(keep(sql).get()), 0) << "what was bound is forgotten";
+    for (const char* text : {"SELECT 1", "SELECT 2", "SELECT 3", "SELECT 4", "SELECT 5"}) {
+        EXPECT_EQ(db_cursor_next(keep(text).get()), 1);
+    }
+    EXPECT_EQ(insert(1), 0);
+    EXPECT_EQ(exec("ALTER TABLE t ADD COLUMN c DEFAULT 9"), ORINDB_OK);
+    EXPECT_EQ(insert(2), 0);
+    EXPECT_EQ(exec("ALTER TABLE t RENAME TO gone"), ORINDB_OK);
+    EXPECT_EQ(insert(3), -1);
+    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "db_cursor_next: Error stepping SQL INSERT INTO t(a)")) << log;
+    EXPECT_EQ(exec("ALTER TABLE gone RENAME TO t"), ORINDB_OK);
+    EXPECT_EQ(insert(4), 0);
+    // A connection with statements would stay open, and its lock with it.
+    run("B");
+    EXPECT_EQ(insert(5), 0);
+    EXPECT_EQ(reconnectSqlite(&handle), ORINDB_OK);
+    EXPECT_EQ(insert(6), 0);
+    EXPECT_EQ(stored(), "NULL|NULL|9;1|NULL|9;2|NULL|9;4|NULL|9;6|NULL|9;");
 }
 
-TEST_F(Wrapper, AChangedSchemaReconnectsUntilItIsSeenAndKeepsTheDepth) {
-    run("B");
-    {
-        const FailingSql changed(0, SQLITE_SCHEMA, 12);
-        run("I");
+TEST_F(Wrapper, AFileThatAnotherProcessHoldsIsWaitedFor) {
+    const std::function<int()> actions[] = {[this] { return query("INSERT INTO t VALUES(7,8)"); },
+                                            [this] { return db_cursor_next(cursor.get()); },
+                                            [this] { return exec(INSERT); }};
+    for (const auto& action : actions) {
+        log.clear();
+        const std::jthread held = holdFile(FILE_PATH);
+        EXPECT_EQ(action(), ORINDB_OK);
+        EXPECT_TRUE(hasLine(ORINLOG_INFO, "busy or locked"));
+        EXPECT_EQ(errors(), 0U) << log;
     }
-    EXPECT_EQ(log.count(ORINLOG_CAT_DB, ORINLOG_ERROR, "db_exec(): DB-File Schema has changed, trying reconnect ..."),
-              12U);
-    EXPECT_EQ(log.count(ORINLOG_CAT_DB, ORINLOG_INFO, "reconnectSqlite(): /data/db/wrapper.db is open again"), 12U);
+    EXPECT_EQ(stored(), "7|8;1|2;");
+}
+
+TEST_F(Wrapper, AStatementIsRepeatedAsOftenAsItsFailureAllows) {
+    constexpr std::tuple<int, int, int, size_t> FAILURES[]{{SQLITE_LOCKED, 2, ORINDB_OK, 0},
+                                                           {SQLITE_SCHEMA, 12, ORINDB_OK, 12},
+                                                           {SQLITE_CANTOPEN, 10, ORINDB_OK, 10},
+                                                           {SQLITE_CANTOPEN, 11, ORINDB_FAILED, 10},
+                                                           {SQLITE_FULL, 1, ORINDB_FAILED, 0}};
+    run("B");
+    for (const auto& [code, times, result, reconnects] : FAILURES) {
+        log.clear();
+        const Fault failing(Fault::sql, 0, code, times);
+        EXPECT_EQ(exec(INSERT), result) << code;
+        EXPECT_EQ(log.count(ORINLOG_CAT_DB, ORINLOG_ERROR, "trying reconnect ..."), reconnects) << log;
+        EXPECT_EQ(log.count(ORINLOG_CAT_DB, ORINLOG_INFO, "/data/db/wrapper.db is open again"), reconnects);
+        EXPECT_EQ(errors(), reconnects + (result == ORINDB_OK ? 0 : 1)) << log;
+    }
+    EXPECT_EQ(stored(), "1|2;1|2;") << "the first is lost with the transaction that a reconnect does not keep";
     EXPECT_EQ(handle.transactionDepth, 1);
-    EXPECT_EQ(transaction(DB_COMMIT), ORINDB_FAILED) << "the new connection has no transaction";
+    EXPECT_EQ(transaction(DB_COMMIT), ORINDB_FAILED);
     EXPECT_EQ(exec("SELECT a FROM t ORDER BY a COLLATE ORIN_UTF8_COMPARE"), ORINDB_FAILED) << "nor the collation";
 }
 
-TEST_F(Wrapper, AJournalThatCannotBeOpenedReconnectsTenTimes) {
-    std::filesystem::create_symlink("/nowhere/at/all", "/data/db/wrapper.db-journal");
-    EXPECT_EQ(exec(INSERT), ORINDB_FAILED);
-    EXPECT_EQ(
-        log.count(ORINLOG_CAT_DB, ORINLOG_ERROR, "db_exec(): Can't open DB-File or DB-Journal, trying reconnect ..."),
-        10U);
-    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "db_execDb() failed (test): unable to open database file Code=14 sql=INSERT"));
-    std::filesystem::remove("/data/db/wrapper.db-journal");
-    run("I");
-    // With the folder gone the reconnect fails, too, and the connection cannot be used.
-    std::filesystem::rename("/data/db", "/data/elsewhere");
-    const FailingSql cannotOpen(0, SQLITE_CANTOPEN);
-    EXPECT_EQ(exec(INSERT), ORINDB_FAILED);
-    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "reconnectSqlite(): sqlite3_open() of file /data/db/wrapper.db failed -> "));
-    EXPECT_EQ(getArray("SELECT 1"), ORINDB_FAILED);
-    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "db_execDbGetArray(): failed -> bad parameter"));
-    std::filesystem::rename("/data/elsewhere", "/data/db");
-}
-
-TEST_F(Wrapper, WhatTheUpgradeTriesOnAnyFileFailsSilently) {
+TEST_F(Wrapper, OnlyWhatTheUpgradeTriesOnAnyFileFailsSilently) {
     for (const char* sql : {"DROP TABLE absent", "SELECT * FROM GebKontoBackup", "SELECT * FROM DbFileVersion"}) {
         EXPECT_EQ(exec(sql), SQLITE_ERROR) << sql;
     }
     EXPECT_EQ(errors(), 0U);
     EXPECT_EQ(exec("SELECT * FROM absent"), ORINDB_FAILED);
-    EXPECT_TRUE(
-        hasLine(ORINLOG_ERROR, "db_execDb() failed (test): no such table: absent Code=1 sql=SELECT * FROM absent"));
+    EXPECT_EQ(errors(), 1U) << log;
 }
 
-int countTwoRows(void* seen, int /*columnCount*/, char** values, char** /*names*/) {
-    auto& rows = *static_cast<std::string*>(seen);
-    rows += values[0];
-    return rows.size() == 2 ? 1 : 0;
+TEST_F(Wrapper, ARowCallbackMayStopAStatementWithoutAnError) {
+    EXPECT_EQ(exec("INSERT INTO t VALUES(1,2),(3,NULL),(5,6)"), ORINDB_OK);
+    const auto twoRows = [](void* seen, int, char** values, char**) {
+        *static_cast<std::string*>(seen) += values[0];
+        return static_cast<std::string*>(seen)->size() == 2 ? 1 : 0;
+    };
+    std::string seen;
+    EXPECT_EQ(exec("SELECT a FROM t", twoRows, &seen), ORINDB_STOPPED_BY_CALLBACK);
+    EXPECT_EQ(seen, "13");
+    EXPECT_EQ(errors(), 0U) << log;
 }
 
-TEST_F(Wrapper, ARowCallbackCanStopAStatementWithoutAnError) {
-    EXPECT_EQ(exec("INSERT INTO t VALUES(1,2),(3,4),(5,6)"), ORINDB_OK);
-    for (const uint32_t level : {ORINLOG_INFO, ORINLOG_EDEBUG}) {
-        orinlog_setLevel(&orinlog_level_mem, ORINLOG_CAT_DB, level);
-        std::string seen;
-        EXPECT_EQ(_db_execDb(&handle, "SELECT a FROM t", countTwoRows, &seen, 0, "test"), ORINDB_STOPPED_BY_CALLBACK);
-        EXPECT_EQ(seen, "13");
-    }
-    EXPECT_EQ(errors(), 0U);
-}
-
-TEST_F(Wrapper, StatementsAreTracedWithTheirNumberAndDuration) {
-    run("I");
-    EXPECT_EQ(exec(INSERT, 1), ORINDB_OK) << "quiet";
-    const auto lines = log.texts(ORINLOG_EDEBUG);
-    ASSERT_EQ(lines.size(), 2U) << log;
-    const std::string number = lines[0].substr(0, lines[0].find(' '));
-    EXPECT_THAT(number, testing::MatchesRegex("[0-9]+"));
-    EXPECT_EQ(lines[0], number + " db_exec(): INSERT INTO t VALUES(1,2) ");
-    EXPECT_THAT(lines[1], testing::MatchesRegex("SQL-Anweisung " + number + " dauerte [0-9]+\\.[0-9]{6} Sekunden"));
-}
-
-TEST_F(Wrapper, AResultTableBeginsWithTheColumnNames) {
-    EXPECT_EQ(exec("INSERT INTO t VALUES(1,NULL)"), ORINDB_OK);
-    ASSERT_EQ(getArray("SELECT a, b FROM t"), ORINDB_OK);
-    EXPECT_EQ(columns * 10 + rows, 21);
-    EXPECT_EQ(std::string(table[0]) + table[1] + table[2], "ab1");
-    EXPECT_EQ(table[3], nullptr);
-    db_freeArray(table);
-    EXPECT_EQ(getArray("SELECT x FROM t"), ORINDB_FAILED);
-    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "db_execDbGetArray(): failed -> no such column: x"));
-}
-
-TEST_F(Wrapper, OnlyTheOutermostTransactionReachesTheFile) {
-    run("BBIR");
-    EXPECT_EQ(storedRows(), "0");
-    run("C");
-    EXPECT_EQ(storedRows(), "1") << "an inner rollback takes nothing back";
-    run("BIR");
-    EXPECT_EQ(storedRows(), "1");
-    {
-        const FailingSql full(0, SQLITE_FULL);
-        EXPECT_EQ(transaction(DB_BEGIN), ORINDB_FAILED);
-    }
-    EXPECT_EQ(handle.transactionDepth, 0);
-    EXPECT_EQ(transaction(3), ORINDB_INVALID_PARAMETER);
-    EXPECT_EQ(db_transactionDb(nullptr, DB_BEGIN, nullptr), ORINDB_INVALID_PARAMETER);
-    log.clear();
-    run("C");
-    EXPECT_EQ(handle.transactionDepth, 65535) << "a commit without a begin";
-    run("B");
-    EXPECT_FALSE(hasLine(ORINLOG_EDEBUG, "db_exec()")) << log;
-}
-
-DbHandle* callbackHandle = nullptr;
-std::string called;
 void callA() {
     called += 'a';
 }
 // Writes in a transaction of its own.
 void callB() {
     called += 'b';
-    EXPECT_EQ(db_transactionDb(callbackHandle, DB_BEGIN, nullptr), ORINDB_OK);
-    EXPECT_EQ(_db_execDb(callbackHandle, INSERT, nullptr, nullptr, 0, "test"), ORINDB_OK);
-    EXPECT_EQ(db_transactionDb(callbackHandle, DB_COMMIT, nullptr), ORINDB_OK);
+    EXPECT_EQ(db_transactionDb(openHandle, DB_BEGIN, nullptr), ORINDB_OK);
+    EXPECT_EQ(_db_execDb(openHandle, INSERT, nullptr, nullptr, 0, "test"), ORINDB_OK);
+    EXPECT_EQ(db_transactionDb(openHandle, DB_COMMIT, nullptr), ORINDB_OK);
 }
 
-TEST_F(Wrapper, CallbacksRunOnceWhenTheOutermostTransactionHasEnded) {
-    callbackHandle = &handle;
-    called.clear();
+TEST_F(Wrapper, OnlyTheOutermostTransactionReachesTheFileAndRunsEachCallbackOnce) {
+    // The callbacks that run at the end, with the code that ends it.
     const auto endWithCallbacks = [this](int mode) {
-        run("BB");
+        run("BBI");
         for (const DbAfterCommitCallback callback : {callB, callA, callB}) {
             EXPECT_EQ(db_callAfterCommit(&handle, callback), ORINDB_OK);
         }
-        run("C");
+        run("R");
         EXPECT_EQ(called, "");
-        return transaction(mode);
+        const int result = transaction(mode);
+        return std::exchange(called, "") + std::to_string(result);
     };
-    EXPECT_EQ(endWithCallbacks(DB_COMMIT), ORINDB_OK);
-    EXPECT_EQ(std::exchange(called, ""), "ba");
-    EXPECT_EQ(storedRows(), "1");
-    EXPECT_EQ(endWithCallbacks(DB_ROLLBACK), ORINDB_OK);
-    EXPECT_EQ(std::exchange(called, ""), "ba") << "a rollback runs them, too";
+    EXPECT_EQ(endWithCallbacks(DB_COMMIT), "ba0");
+    EXPECT_EQ(stored(), "1|2;1|2;") << "an inner rollback takes nothing back";
+    EXPECT_EQ(endWithCallbacks(DB_ROLLBACK), "ba0") << "a rollback runs them, too";
+    EXPECT_EQ(stored(), "1|2;1|2;1|2;") << "what a callback wrote";
     {
-        const FailingSql full(1, SQLITE_FULL);
-        EXPECT_EQ(endWithCallbacks(DB_COMMIT), ORINDB_FAILED);
+        const Fault full(Fault::sql, 2);
+        EXPECT_EQ(endWithCallbacks(DB_COMMIT), "-1");
+        const Fault stillFull(Fault::sql, 0);
+        EXPECT_EQ(transaction(DB_BEGIN), ORINDB_FAILED);
     }
     run("BC");
     EXPECT_EQ(called, "") << "a failed commit discards them";
     EXPECT_EQ(db_callAfterCommit(&handle, callA), ORINDB_OK);
     EXPECT_EQ(called, "a") << "at once outside of a transaction";
-    EXPECT_EQ(db_callAfterCommit(&handle, nullptr), ORINDB_FAILED);
-    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "db_callAfterCommit: invalid parameters"));
+    log.clear();
+    run("CB");
+    EXPECT_EQ(handle.transactionDepth, 0) << "a commit without a begin wraps the depth";
+    EXPECT_FALSE(hasLine(ORINLOG_EDEBUG, "db_exec()")) << log;
 }
 
-TEST_F(Wrapper, DroppingEverythingLeavesNoSchemaOrAllOfIt) {
-    const char* objects = "SELECT COUNT(*) FROM sqlite_master";
-    EXPECT_EQ(exec("CREATE TABLE u(x UNIQUE); CREATE INDEX i ON t(a); CREATE VIEW v AS SELECT * FROM t"), ORINDB_OK);
-    {
-        const FailingSql full(3, SQLITE_FULL);  // BEGIN and two tables pass, the view does not
-        EXPECT_EQ(db_dropAllTablesViewsAndIndizes(&handle), SQLITE_FULL);
+TEST_F(Wrapper, ACursorBindsStepsAndReadsByNumberAndByName) {
+    ASSERT_EQ(query("INSERT INTO t VALUES(?1,?2)"), 0);
+    DbCursor* c = cursor.get();
+    EXPECT_EQ(db_cursor_bind_int64(c, 1, 4294967301) + db_cursor_bind_text(c, 2, "five"), 0);
+    EXPECT_EQ(db_cursor_next(c) + db_cursor_reset(c) + db_cursor_bind_int(c, 1, -5), 0);
+    EXPECT_EQ(db_cursor_next(c) + db_cursor_reset(c) + db_cursor_clear_bindings(c) + db_cursor_next(c), 0);
+    EXPECT_EQ(stored(), "4294967301|five;-5|five;NULL|NULL;");
+    EXPECT_EQ(db_cursor_bind_int(c, 0, 1) + db_cursor_bind_int64(c, 3, 1) + db_cursor_bind_text(c, 1, nullptr), -3);
+
+    ASSERT_EQ(query("SELECT a, b AS Text FROM t WHERE a>0 OR a IS NULL"), 0);
+    c = cursor.get();
+    const char* none = "none";
+    EXPECT_EQ(db_cursor_next(c), 1);
+    EXPECT_EQ(db_cursor_get_int(c, 0), 5) << "the low 32 bits";
+    EXPECT_STREQ(db_cursor_get_text(c, 1, none), "five");
+    EXPECT_EQ(db_cursor_get_column_index(c, "Text"), 1);
+    EXPECT_EQ(db_cursor_get_column_index(c, "text"), -1);
+    EXPECT_EQ(db_cursor_next(c), 1);
+    for (const int column : {1, -1, 2}) {
+        EXPECT_EQ(db_cursor_get_text(c, column, none), none);
+        EXPECT_EQ(db_cursor_get_int(c, column), 0);
     }
-    EXPECT_EQ(sqliteValue(FILE_PATH, objects), "5");
-    EXPECT_EQ(db_dropAllTablesViewsAndIndizes(&handle), ORINDB_OK);
-    EXPECT_EQ(sqliteValue(FILE_PATH, objects), "0");
-}
-
-TEST_F(Wrapper, TheDataParentPathEndsBeforeTheDataTree) {
-    char path[16];
-    EXPECT_EQ(db_getDataParentPath(&handle, path, sizeof(path)), 0);
-    EXPECT_STREQ(path, "/");
-    EXPECT_EQ(db_getDataParentPath(&handle, path, 6), -1) << "cut within data/db";
-    strcpy(handle.fileName, "/home/x/data/db/data/db/y.db");
-    EXPECT_EQ(db_getDataParentPath(&handle, path, sizeof(path)), 0);
-    EXPECT_STREQ(path, "/home/x/");
-    strcpy(handle.fileName, "/data/d/b.db");
-    EXPECT_EQ(db_getDataParentPath(&handle, path, sizeof(path)), -1);
-}
-
-TEST_F(Wrapper, ADamagedFileFailsTheCheckAndIsRemovedOnRequest) {
-    EXPECT_EQ(db_checkIntegrity(&handle, DbDamagedFile::remove), ORINDB_OK);
-    db_closeDb(&handle);
-    std::string bytes = readFile(FILE_PATH);
-    bytes.replace(100, 1000, 1000, 'x');  // the page of the schema, behind the file's header
-    writeFile(FILE_PATH, bytes);
-    ASSERT_EQ(db_openDb(&handle, FILE_PATH, 0, 3, 4), ORINDB_OK);
-    EXPECT_EQ(db_checkIntegrity(&handle, DbDamagedFile::keep), ORINDB_FAILED);
-    EXPECT_TRUE(fileExists(FILE_PATH));
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(db_checkIntegrity(&handle, DbDamagedFile::remove), ORINDB_FAILED);
-    const std::string failed = "db_checkIntegrity: Integrity-Check of /data/db/wrapper.db failed -> ErrorCode=-1";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), failed + '\n');
-    EXPECT_EQ(log.count(ORINLOG_CAT_DB, ORINLOG_ERROR, failed), 2U);
-    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "db_checkIntegrity: Deleting malformed DB /data/db/wrapper.db"));
-    EXPECT_FALSE(fileExists(FILE_PATH));
-    EXPECT_EQ(handle.connection, nullptr);
-    EXPECT_EQ(db_openDb(&handle, "/data/db", 0, 3, 4), ORINDB_FAILED);
-    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "orindb_openDb(): sqlite_open() of file /data/db failed -> unable to open"));
+    EXPECT_EQ(db_cursor_next(c), 0);
+    EXPECT_EQ(query("SELECT x FROM t"), -1);
+    EXPECT_TRUE(hasLine(ORINLOG_ERROR, "db_cursor_query: Error preparing SQL SELECT x FROM t: 1: no such column: x"));
 }
 
 }  // namespace

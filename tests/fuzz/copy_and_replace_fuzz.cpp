@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     }
     const uint32_t room = 1U + data[0];
-    std::string_view rest(reinterpret_cast<const char*>(data) + 1, size - 1);
+    std::string_view rest = viewOf(data + 1, size - 1);
     const std::string filter = nextText(rest);
     const std::string replacement = nextText(rest);
     const std::string text = nextText(rest);

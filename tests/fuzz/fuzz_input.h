@@ -15,6 +15,10 @@ inline void require(bool holds, const char* claim) {
     }
 }
 
+inline std::string_view viewOf(const uint8_t* data, size_t size) {
+    return {reinterpret_cast<const char*>(data), size};
+}
+
 // Cuts the first part off, up to a NUL byte.
 inline std::string nextText(std::string_view& rest) {
     const size_t end = rest.find('\0');

@@ -7,7 +7,7 @@
 // Every line has at most 75 characters behind its blank, and is one encoded word of printable characters.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr size_t MAX_WORD = 75;
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string text(viewOf(data, size));
     orinStringBuffer out{};
     require(orin_encodeHeaderWord(text.c_str(), &out) == 0, "every text can be encoded");
     std::string_view rest(out.length > 0 ? out.data : "", out.length);

@@ -1,11 +1,10 @@
-#include <cstring>
-
 #include "fuzz_input.h"
 #include "orin_utf8.h"
 
 // The repaired text is the beginning of the old one, and what was valid stays as it was.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string before(reinterpret_cast<const char*>(data), strnlen(reinterpret_cast<const char*>(data), size));
+    std::string_view rest = viewOf(data, size);
+    const std::string before = nextText(rest);
     std::string text = before;
     orin_utf8_fix_tail(text.data());
     const std::string repaired(text.c_str());

@@ -1,124 +1,121 @@
-// Authorised requests: the access token is obtained, used, renewed and given up.
-#include "google_people_api.h"
+// Requests: their form, the access token they need, their way, and what comes back.
+#include <clocale>
+
 #include "google_world.h"
 
 namespace {
 
+using testing::StartsWith;
+
+constexpr char PEOPLE_FIELDS[] =
+    "&personFields=memberships,addresses,birthdays,emailAddresses,names,nicknames,organizations,phoneNumbers,photos,"
+    "urls";
+
 using Requests = GoogleWorld;
 
-void forgetAccessTokens(GoogleAccount& account) {
-    account.accessTokens.clear();
+TEST_F(Requests, FormsGoOutAsTheyAreWritten) {
+    const std::string id = "client_id=40982216503-k3m9qz7x1w5v8r2t6y4u0p3s7n1b5c9d.apps.googleusercontent.com";
+    const std::string scope = "&scope=https://www.googleapis.com/auth/contacts";
+    const std::string token = "POST oauth2.googleapis.com/token " + id + "&client_secret=Qx7LmNa2Rk_pTzWv4bYcHd3F";
+    const JsonObject code(orin_requestDeviceCode(connector.get()));
+    const JsonObject tokens(orin_requestTokens(connector.get(), "A b&c"));
+    EXPECT_TRUE(renew());
+    const JsonObject cut(orin_requestTokens(connector.get(), std::string(2000, 'c').c_str()));
+    std::vector<std::string> sent;
+    for (const HttpRequest& request : google.log()) {
+        sent.push_back(request.method + " " + request.host + request.target + " " + request.body);
+    }
+    EXPECT_THAT(sent, testing::ElementsAre("POST oauth2.googleapis.com/device/code " + id + scope,
+                                           token + "&code=A b&c&grant_type=http://oauth.net/grant_type/device/1.0",
+                                           token + "&refresh_token=" + refreshToken + "&grant_type=refresh_token",
+                                           StartsWith(token + "&code=ccc")));
+    EXPECT_EQ(google.log().back().body.size(), 1023U);
 }
 
-TEST_F(Requests, TheFirstRequestObtainsTheAccessToken) {
-    const JsonObject people = get();
-    EXPECT_NE(orin_jsonObjectGetArray(people.get(), "connections"), nullptr);
-    EXPECT_EQ(orin_getLastHttpCode(connector.get()), HTTP_OK);
-    EXPECT_EQ(google.log(Endpoint::Token).at(0).body,
-              "client_id=40982216503-k3m9qz7x1w5v8r2t6y4u0p3s7n1b5c9d.apps.googleusercontent.com"
-              "&client_secret=Qx7LmNa2Rk_pTzWv4bYcHd3F&refresh_token=" +
-                  refreshToken + "&grant_type=refresh_token");
-    EXPECT_TRUE(hasLine(ORINLOG_DEBUG, "orin_renewAccessToken: is called"));
-    const JsonObject again = get();
+TEST_F(Requests, EveryRequestSaysWhoAsksInWhichLanguage) {
+    const JsonObject first = get();
+    ASSERT_NE(setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
+    const JsonObject second = get();
+    setlocale(LC_MESSAGES, "C");
+    const auto lists = google.log(Endpoint::Connections);
+    EXPECT_EQ(lists.at(0).header("Accept-Language"), "de_DE,de;q=0.8,en-US;q=0.5,en;q=0.3");
+    EXPECT_EQ(lists.at(1).header("Accept-Language"), "C.UTF-8,C.;q=0.8,en-US;q=0.5,en;q=0.3");
+    EXPECT_EQ(lists.at(1).header("User-Agent"), "Mozilla/5.0 (compatible; MSIE 6.0; Windows NT 5.0)");
+    EXPECT_EQ(lists.at(1).header("Authorization"), std::string("Bearer ") + connector->accessToken);
+    // The token and the connection serve again.
     EXPECT_EQ(google.count(Endpoint::Token), 1U);
-    const HttpRequest request = google.log(Endpoint::Connections).at(1);
-    EXPECT_EQ(request.method + request.body, "GET");
-    EXPECT_EQ(request.header("Authorization"), std::string("Bearer ") + connector->accessToken);
-    EXPECT_EQ(request.connection, google.log(Endpoint::Connections).at(0).connection);
-}
-
-TEST_F(Requests, ARefusedAccessTokenIsRenewedAndTheRequestRepeatedOnce) {
-    ASSERT_NE(get(), nullptr);
-    google.clearLog();
-    google.update(forgetAccessTokens);
-    EXPECT_NE(get(), nullptr);
-    EXPECT_EQ(google.count(Endpoint::Connections), 2U);
-    EXPECT_EQ(google.count(Endpoint::Token), 1U);
-    EXPECT_TRUE(hasLine(ORINLOG_DEBUG,
-                        "orin_requestGoogleApiObject: orin_requestJsonObject failed with "
-                        "HTTP_UNAUTHORIZED; trying to renew the access token"));
-
-    google.clearLog();
-    google.misbehave({.endpoint = Endpoint::Connections, .count = 2, .status = 401});
-    EXPECT_EQ(get(), nullptr);
-    EXPECT_EQ(google.count(Endpoint::Connections), 2U);
-    EXPECT_EQ(google.count(Endpoint::Token), 2U);
-    EXPECT_EQ(orin_getLastHttpCode(connector.get()), HTTP_UNAUTHORIZED);
-    EXPECT_EQ(orin_hasAuthentificationFailed(connector.get()), 0);
-    EXPECT_NE(get(), nullptr);
-    EXPECT_EQ(google.count(Endpoint::Token), 2U);
-}
-
-TEST_F(Requests, AFailedRenewalIsRememberedUntilOneSucceeds) {
-    google.misbehave({.endpoint = Endpoint::Token, .status = 400, .error = "invalid_grant"});
-    EXPECT_EQ(get(), nullptr);
-    EXPECT_EQ(google.count(Endpoint::Connections), 0U);
-    EXPECT_EQ(orin_hasAuthentificationFailed(connector.get()), 1);
-    EXPECT_TRUE(hasError("orin_renewAccessToken: orin_requestJsonObject failed token=0x"));
-    EXPECT_TRUE(hasError("orin_requestGoogleApiObject: request AccessToken failed"));
-    EXPECT_NE(get(), nullptr);
-    EXPECT_EQ(orin_hasAuthentificationFailed(connector.get()), 0);
-
-    google.update(forgetAccessTokens);
-    google.misbehave({.endpoint = Endpoint::Token, .status = 500, .content = Content::Html});
-    EXPECT_EQ(get(), nullptr);
-    EXPECT_EQ(orin_hasAuthentificationFailed(connector.get()), 1);
-    EXPECT_EQ(orin_getLastHttpCode(connector.get()), HTTP_UNAUTHORIZED);
-    EXPECT_TRUE(hasError("orin_requestGoogleApiObject: renew AccessToken failed"));
+    EXPECT_EQ(lists.at(1).connection, lists.at(0).connection);
 }
 
 TEST_F(Requests, ARenewalKeepsWhatItCannotReplace) {
-    const auto renewFrom = [&](const char* answer) {
+    const auto renewFrom = [&](const std::string& answer) {
         google.misbehave({.endpoint = Endpoint::Token, .content = Content::Text, .text = answer});
-        return orin_renewAccessToken(connector.get());
+        return renew();
     };
-    EXPECT_EQ(renewFrom(R"({"access_token":"a","token_type":"T","refresh_token":"other"})"), 1);
-    EXPECT_EQ(renewFrom(R"({"access_token":"b"})"), 0);
-    EXPECT_TRUE(hasError("orin_renewAccessToken: failed, got no token type"));
-    EXPECT_EQ(renewFrom(R"({"token_type":"U"})"), 0);
-    EXPECT_TRUE(hasError("orin_renewAccessToken: failed, got no access token"));
-    EXPECT_EQ(std::string(connector->tokenType) + connector->accessToken, "Ta");
-    orin_setRefreshToken(connector.get(), "");
-    EXPECT_TRUE(hasError("orin_setRefreshToken: illegal parameter, refreshToken == NULL or empty"));
-    EXPECT_STREQ(connector->refreshToken, refreshToken.c_str());
+    const std::string token(2000, 'a');
+    EXPECT_TRUE(renewFrom(R"({"access_token":")" + token + R"(","token_type":"T","refresh_token":"other"})"));
+    EXPECT_FALSE(renewFrom(R"({"access_token":"b"})"));
+    EXPECT_FALSE(renewFrom(R"({"token_type":"U"})"));
+    const std::string failed = "orin_renewAccessToken: failed, got no ";
+    EXPECT_THAT(log.texts(ORINLOG_ERROR), testing::ElementsAre(failed + "token type", failed + "access token"));
+    EXPECT_EQ(std::string(connector->tokenType) + connector->accessToken, "T" + token.substr(0, GOOGLE_TOKEN_SIZE - 1));
+    EXPECT_EQ(connector->refreshToken, refreshToken);
 }
 
-TEST_F(Requests, OtherStatusesAreReportedAndNotRepeated) {
-    ASSERT_NE(get(), nullptr);
-    google.clearLog();
-    for (const int status : {429, 500, 302, 403}) {
-        google.misbehave({.endpoint = Endpoint::Connections, .status = status});
-        EXPECT_EQ(orin_requestPeopleList(connector.get(), "", 50), nullptr);
-        EXPECT_EQ(orin_getLastHttpCode(connector.get()), status);
-        const std::string line =
-            "orin_requestGoogleApiObject: orin_requestJsonObject failed, httpCode=" + std::to_string(status);
-        EXPECT_TRUE(hasLine(status == 429 ? ORINLOG_WARNING : ORINLOG_ERROR, line));
-        EXPECT_EQ(hasError("orin_requestPeopleList: failed, orin_requestGoogleApiObject returns NULL"), status != 429);
+TEST_F(Requests, WhatIsNoAnswerIsReportedAndTheNextRequestSucceeds) {
+    // The misbehaviour, the status, and the begin of the first line.
+    using Case = std::tuple<Misbehaviour, int, std::string>;
+    const std::string noJson = "orin_requestJsonObject: url=https://people.googleapis.com/v1/people/me/connections?";
+    // Fourteen seconds, but never silent for long: the whole transfer is limited to ten.
+    const Misbehaviour slow{.content = Content::Text,
+                            .text = std::string(8 * DRIP_BYTES, ' '),
+                            .delivery = Delivery::Drip,
+                            .pause = std::chrono::seconds(2)};
+    const std::string noTransfer = "orin_requestJsonObject: failed, curl_error=";
+    const std::vector<Case> cases{
+        {{.status = 500}, 500, "orin_requestGoogleApiObject: orin_requestJsonObject failed, httpCode=500"},
+        {{.status = 302}, 302, "orin_requestGoogleApiObject: orin_requestJsonObject failed, httpCode=302"},
+        {{.status = 502, .content = Content::Html}, 502, noJson},
+        {{.content = Content::Empty}, 200, noJson},
+        {{.content = Content::Text, .text = R"({"connections":[)"}, 200, noJson},
+        {{.delivery = Delivery::Truncated}, 503, noTransfer + "Transferred a partial file"},
+        {slow, 503, noTransfer + "Timeout was reached"},
+        // libcurl repeats a request by itself that an open connection has lost.
+        {{.count = 2, .delivery = Delivery::Reset}, 503, noTransfer},
+    };
+    EXPECT_TRUE(renew());
+    for (const auto& [rule, status, line] : cases) {
+        log.clear();
+        google.setScript({rule});
+        EXPECT_EQ(get(), nullptr) << line;
+        EXPECT_EQ(orin_getLastHttpCode(connector.get()), status) << line;
+        EXPECT_THAT(log.texts(ORINLOG_ERROR).at(0), StartsWith(line));
+        EXPECT_TRUE(hasError("orin_requestPeopleList: failed, orin_requestGoogleApiObject returns NULL"));
+        google.behave();
+        EXPECT_NE(get(), nullptr) << line;
     }
-    EXPECT_FALSE(hasError("httpCode=429"));
-    EXPECT_EQ(google.count(), 4U);
-    EXPECT_EQ(get(""), nullptr);
-    EXPECT_TRUE(hasError("orin_requestGoogleApiObject: illegal parameter, url == NULL or empty"));
+    log.clear();
+    google.misbehave({.status = 429});
+    EXPECT_EQ(get(), nullptr);
+    EXPECT_TRUE(hasLine(ORINLOG_WARNING, "orin_requestGoogleApiObject: orin_requestJsonObject failed, httpCode=429"));
+    EXPECT_TRUE(log.texts(ORINLOG_ERROR).empty());
+    google.stop();
+    EXPECT_EQ(get(), nullptr);
+    EXPECT_EQ(orin_getLastHttpCode(connector.get()), HTTP_SERVICE_UNAVAILABLE);
 }
 
 TEST_F(Requests, PeopleArePagedThroughWithTheTokenOfThePageBefore) {
-    const std::string fields =
-        "&personFields=memberships,addresses,birthdays,emailAddresses,names,nicknames,organizations,phoneNumbers,"
-        "photos,urls";
     const JsonObject first(orin_requestPeopleList(connector.get(), nullptr, 2));
     const char* token = orin_jsonObjectGetString(first.get(), "nextPageToken");
     ASSERT_NE(token, nullptr);
     const JsonObject second(orin_requestPeopleList(connector.get(), token, 2));
-    EXPECT_EQ(orin_jsonObjectGetString(second.get(), "nextPageToken"), nullptr);
-    const auto requests = google.log(Endpoint::Connections);
-    EXPECT_EQ(requests.at(0).target, "/v1/people/me/connections?pageSize=2" + fields);
-    EXPECT_EQ(requests.at(1).target,
-              std::string("/v1/people/me/connections?pageToken=") + token + "&pageSize=2" + fields);
-
     // A token of 255 characters and more loses its end, and the "&" behind it.
     const JsonObject cut(orin_requestPeopleList(connector.get(), std::string(300, 'x').c_str(), 50));
-    EXPECT_EQ(google.log(Endpoint::Connections).at(2).target,
-              "/v1/people/me/connections?pageToken=" + std::string(245, 'x') + "pageSize=50" + fields);
+    const auto lists = google.log(Endpoint::Connections);
+    const std::string url = "/v1/people/me/connections?";
+    EXPECT_EQ(lists.at(0).target, url + "pageSize=2" + PEOPLE_FIELDS);
+    EXPECT_EQ(lists.at(1).target, url + "pageToken=" + token + "&pageSize=2" + PEOPLE_FIELDS);
+    EXPECT_EQ(lists.at(2).target, url + "pageToken=" + std::string(245, 'x') + "pageSize=50" + PEOPLE_FIELDS);
 }
 
 TEST_F(Requests, TheContactGroupsAreLogged) {

@@ -8,8 +8,8 @@
 class EnvVar {
   public:
     EnvVar(const char* name, const char* value) : name_(name) {
-        if (const char* current = getenv(name); current != nullptr) {
-            before_ = current;
+        if (const char* before = getenv(name); before != nullptr) {
+            before_ = before;
         }
         set(value);
     }

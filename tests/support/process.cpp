@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,9 +18,7 @@ namespace {
 constexpr std::chrono::milliseconds POLL{2};
 
 std::string contentOf(int file) {
-    struct stat status {};
-    fstat(file, &status);
-    std::string content(static_cast<size_t>(status.st_size), '\0');
+    std::string content(static_cast<size_t>(std::filesystem::file_size("/proc/self/fd/" + std::to_string(file))), '\0');
     const ssize_t length = pread(file, content.data(), content.size(), 0);
     content.resize(length < 0 ? 0 : static_cast<size_t>(length));
     return content;
@@ -63,12 +60,14 @@ Process::Process(const std::vector<std::string>& arguments)
 }
 
 Process::~Process() {
-    if (!ended_) {
-        send(SIGKILL);
-        hasEnded(0);
-    }
+    end();
     close(outFile_);
     close(errFile_);
+}
+
+void Process::end() {
+    send(SIGKILL);
+    hasEnded(0);
 }
 
 void Process::send(int signal) const {
@@ -81,10 +80,6 @@ std::string Process::out() const {
     return contentOf(outFile_);
 }
 
-std::string Process::err() const {
-    return contentOf(errFile_);
-}
-
 bool Process::hasEnded(int flags) {
     if (!ended_) {
         ended_ = waitpid(pid_, &status_, flags) == pid_;
@@ -92,37 +87,25 @@ bool Process::hasEnded(int flags) {
     return ended_;
 }
 
-bool Process::waitForOutput(const std::string& text, Milliseconds deadline) {
+bool Process::waitUntil(Milliseconds deadline, const std::function<bool()>& isDone) {
     const auto end = std::chrono::steady_clock::now() + deadline;
-    for (;;) {
+    for (;; std::this_thread::sleep_for(POLL)) {
         const bool last = hasEnded(WNOHANG) || std::chrono::steady_clock::now() > end;
-        if (out().find(text) != std::string::npos) {
-            return true;
+        if (isDone() || last) {
+            return isDone();
         }
-        if (last) {
-            return false;
-        }
-        std::this_thread::sleep_for(POLL);
     }
 }
 
+bool Process::waitForOutput(const std::string& text) {
+    return waitUntil(DEADLINE, [&] { return out().find(text) != std::string::npos; });
+}
+
 ProcessResult Process::wait(Milliseconds deadline) {
-    ProcessResult result;
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    while (!hasEnded(WNOHANG)) {
-        if (std::chrono::steady_clock::now() > end) {
-            result.timedOut = true;
-            send(SIGKILL);
-            hasEnded(0);
-            break;
-        }
-        std::this_thread::sleep_for(POLL);
-    }
-    result.exitStatus = WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
-    result.signal = WIFSIGNALED(status_) ? WTERMSIG(status_) : 0;
-    result.out = out();
-    result.err = err();
-    return result;
+    const bool inTime = waitUntil(deadline, [this] { return ended_; });
+    end();
+    return {WIFEXITED(status_) ? WEXITSTATUS(status_) : -1, WIFSIGNALED(status_) ? WTERMSIG(status_) : 0, out(),
+            contentOf(errFile_), !inTime};
 }
 
 ProcessResult run(const std::vector<std::string>& arguments) {

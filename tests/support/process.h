@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -38,15 +39,18 @@ class Process {
     void send(int signal) const;
     // What it has printed so far.
     [[nodiscard]] std::string out() const;
-    [[nodiscard]] std::string err() const;
     // Until standard output holds this text; false when the process ends or the deadline passes without it.
-    [[nodiscard]] bool waitForOutput(const std::string& text, Milliseconds deadline = DEADLINE);
+    [[nodiscard]] bool waitForOutput(const std::string& text);
     // Until it ends.
     ProcessResult wait(Milliseconds deadline = DEADLINE);
 
   private:
+    // Kills and collects the process, if it has not ended.
+    void end();
     // Collects the process if it has ended.
     bool hasEnded(int flags);
+    // Until `isDone` answers true; false when the process ends or the deadline passes without that.
+    bool waitUntil(Milliseconds deadline, const std::function<bool()>& isDone);
 
     pid_t pid_ = -1;
     bool ended_ = false;

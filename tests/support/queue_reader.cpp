@@ -26,22 +26,13 @@ std::ostream& operator<<(std::ostream& out, const QueueMessage& message) {
     return out << message.type << " \"" << testing::PrintToString(message.text) << '"';
 }
 
-QueueReader::QueueReader() : queue_(msgget(KEY, IPC_CREAT | 0666)) {
-    if (queue_ < 0) {
-        ADD_FAILURE() << "cannot open the message queue: " << strerror(errno);
-        ended_ = true;
-        return;
-    }
-    thread_ = std::thread(&QueueReader::readAll, this);
-}
+QueueReader::QueueReader() : queue_(msgget(KEY, IPC_CREAT | 0666)), thread_(&QueueReader::readAll, this) {}
 
 QueueReader::~QueueReader() {
-    if (thread_.joinable()) {
-        if (!sendOwn(END)) {
-            ADD_FAILURE() << "the message queue is gone: " << strerror(errno);
-        }
-        thread_.join();
+    if (!sendOwn(END)) {
+        ADD_FAILURE() << "the message queue is gone: " << strerror(errno);
     }
+    thread_.join();
 }
 
 bool QueueReader::sendOwn(long type) const {
@@ -51,18 +42,12 @@ bool QueueReader::sendOwn(long type) const {
 
 void QueueReader::readAll() {
     Buffer buffer;
-    for (;;) {
+    while (!ended_) {
         const ssize_t length = msgrcv(queue_, &buffer, buffer.text.size(), 0, 0);
-        if (length < 0 && errno == EINTR) {
-            continue;
-        }
         const std::lock_guard lock(mutex_);
         if (length < 0 || buffer.type == END) {
-            ended_ = true;
-            changed_.notify_all();
-            return;
-        }
-        if (buffer.type == MARK) {
+            ended_ = length >= 0 || errno != EINTR;
+        } else if (buffer.type == MARK) {
             ++marksSeen_;
         } else {
             messages_.push_back({buffer.type, std::string(buffer.text.data(), static_cast<size_t>(length))});
@@ -71,28 +56,20 @@ void QueueReader::readAll() {
     }
 }
 
-void QueueReader::catchUp() {
-    std::unique_lock lock(mutex_);
-    const size_t mark = marksSeen_ + 1;
-    lock.unlock();
+std::unique_lock<std::mutex> QueueReader::caughtUp() {
+    const size_t mark = ++marksSent_;
     const bool sent = sendOwn(MARK);
-    lock.lock();
+    std::unique_lock lock(mutex_);
     changed_.wait(lock, [&] { return !sent || ended_ || marksSeen_ >= mark; });
+    return lock;
 }
 
 std::vector<QueueMessage> QueueReader::messages() {
-    catchUp();
-    const std::lock_guard lock(mutex_);
+    const auto lock = caughtUp();
     return messages_;
 }
 
-bool QueueReader::waitFor(size_t count, std::chrono::milliseconds deadline) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, deadline, [&] { return messages_.size() >= count; });
-}
-
 void QueueReader::clear() {
-    catchUp();
-    const std::lock_guard lock(mutex_);
+    const auto lock = caughtUp();
     messages_.clear();
 }

@@ -1,7 +1,7 @@
 // Reads the PBX's message queue as its server does, so that no writer waits for room. What others left is read, too.
 #pragma once
 
-#include <chrono>
+#include <atomic>
 #include <condition_variable>
 #include <iosfwd>
 #include <mutex>
@@ -28,22 +28,21 @@ class QueueReader {
 
     // All that was sent before this call, in order.
     [[nodiscard]] std::vector<QueueMessage> messages();
-    // Until there are this many; false at the deadline.
-    [[nodiscard]] bool waitFor(size_t count, std::chrono::milliseconds deadline = std::chrono::seconds(20));
     // Forgets what has come so far.
     void clear();
 
   private:
     void readAll();
     [[nodiscard]] bool sendOwn(long type) const;
-    // Returns when all that was sent before has been read.
-    void catchUp();
+    // Returns when all that was sent before has been read, and keeps the reader from going on.
+    [[nodiscard]] std::unique_lock<std::mutex> caughtUp();
 
     int queue_ = -1;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<QueueMessage> messages_;
+    std::atomic<size_t> marksSent_ = 0;
     size_t marksSeen_ = 0;
-    bool ended_ = false;
+    std::atomic<bool> ended_ = false;
     std::thread thread_;
 };

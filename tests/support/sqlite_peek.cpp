@@ -3,63 +3,35 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <memory>
-
 namespace {
 
 constexpr int BUSY_MILLISECONDS = 10000;
 
-struct CloseDatabase {
-    void operator()(sqlite3* database) const {
-        sqlite3_close(database);
-    }
-};
-struct FinishStatement {
-    void operator()(sqlite3_stmt* statement) const {
-        sqlite3_finalize(statement);
-    }
-};
-
-std::string columnText(sqlite3_stmt* statement, int column) {
-    if (sqlite3_column_type(statement, column) == SQLITE_NULL) {
-        return "NULL";
-    }
-    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
-    return {bytes != nullptr ? bytes : "", static_cast<size_t>(sqlite3_column_bytes(statement, column))};
-}
-
 }  // namespace
 
 SqliteRows sqlitePeek(const std::string& path, const std::string& query) {
-    sqlite3* openedDatabase = nullptr;
-    int result = sqlite3_open_v2(path.c_str(), &openedDatabase, SQLITE_OPEN_READONLY, nullptr);
-    const std::unique_ptr<sqlite3, CloseDatabase> database(openedDatabase);
-    sqlite3_busy_timeout(database.get(), BUSY_MILLISECONDS);
-
-    sqlite3_stmt* prepared = nullptr;
-    if (result == SQLITE_OK) {
-        result = sqlite3_prepare_v2(database.get(), query.c_str(), -1, &prepared, nullptr);
-    }
-    const std::unique_ptr<sqlite3_stmt, FinishStatement> statement(prepared);
-    SqliteRows rows;
-    while (result == SQLITE_OK || result == SQLITE_ROW) {
-        result = sqlite3_step(statement.get());
-        if (result == SQLITE_ROW) {
-            auto& row = rows.emplace_back();
-            for (int column = 0; column < sqlite3_column_count(statement.get()); ++column) {
-                row.push_back(columnText(statement.get(), column));
-            }
+    sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK) << path;
+    sqlite3_busy_timeout(database, BUSY_MILLISECONDS);
+    char** values = nullptr;  // the names of the columns, then row by row
+    int rowCount = 0;
+    int columnCount = 0;
+    const int result = sqlite3_get_table(database, query.c_str(), &values, &rowCount, &columnCount, nullptr);
+    EXPECT_EQ(result, SQLITE_OK) << path << ": " << query << ": " << sqlite3_errmsg(database);
+    SqliteRows rows(static_cast<size_t>(rowCount));
+    char** next = values + columnCount;
+    for (auto& row : rows) {
+        for (int column = 0; column < columnCount; ++column, ++next) {
+            row.emplace_back(*next != nullptr ? *next : "NULL");
         }
     }
-    EXPECT_EQ(result, SQLITE_DONE) << path << ": " << query << ": " << sqlite3_errmsg(database.get());
-    return result == SQLITE_DONE ? rows : SqliteRows{};
+    sqlite3_free_table(values);
+    sqlite3_close(database);
+    return rows;
 }
 
 std::string sqliteValue(const std::string& path, const std::string& query) {
     const SqliteRows rows = sqlitePeek(path, query);
-    if (rows.size() != 1 || rows[0].size() != 1) {
-        ADD_FAILURE() << query << " has " << rows.size() << " rows";
-        return {};
-    }
-    return rows[0][0];
+    EXPECT_EQ(rows.size(), 1U) << query;
+    return rows.empty() ? "" : rows[0][0];
 }

@@ -18,10 +18,10 @@ class TempDir {
     ~TempDir() {
         if (testing::Test::HasFailure()) {
             std::cerr << "kept: " << path_ << '\n';
-            return;
+        } else {
+            std::error_code ignored;
+            std::filesystem::remove_all(path_, ignored);
         }
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
     }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;

@@ -4,29 +4,6 @@
 #include <csignal>
 #include <filesystem>
 
-#include "orin_stringutils.h"
-
-namespace {
-
-constexpr std::chrono::seconds RUN_DEADLINE{60};
-
-void emptyFolder(const std::string& path) {
-    std::filesystem::remove_all(path);
-    std::filesystem::create_directories(path);
-}
-
-std::string listText(const std::vector<std::string>& entries) {
-    std::string text;
-    for (const std::string& entry : entries) {
-        const std::string metadata = text.empty() ? "{'metadata':{'primary':true}," : "{'metadata':{},";
-        text += text.empty() ? "[" : ",";
-        text += entry.starts_with('\'') ? metadata + entry + "}" : entry;
-    }
-    return json(text + "]");
-}
-
-}  // namespace
-
 std::string json(std::string text) {
     std::replace(text.begin(), text.end(), '\'', '"');
     return text;
@@ -35,7 +12,12 @@ std::string json(std::string text) {
 GooglePerson person(const std::string& resourceName, const std::vector<PersonList>& lists) {
     GooglePerson made{resourceName, "%tag", {}};
     for (const auto& [field, entries] : lists) {
-        made.fields[field] = listText(entries);
+        std::string text;
+        for (const std::string& entry : entries) {
+            const std::string metadata = text.empty() ? "{'metadata':{'primary':true}," : "{'metadata':{},";
+            text += (text.empty() ? "" : ",") + (entry.starts_with('\'') ? metadata + entry + "}" : entry);
+        }
+        made.fields[field] = json("[" + text + "]");
     }
     return made;
 }
@@ -52,16 +34,21 @@ std::vector<GooglePerson> persons(int count) {
     return made;
 }
 
-SyncWorld::SyncWorld() : queue(std::in_place) {
+SyncWorld::SyncWorld() {
     for (const char* folder : {"/data/db", "/data/etc", "/data/img"}) {
-        emptyFolder(folder);
+        std::filesystem::remove_all(folder);
+        std::filesystem::create_directories(folder);
     }
-    google.onAnswer([this](const HttpRequest& request) { callHooks(request); });
+    google.onAnswer([this](const HttpRequest& request) {
+        const std::lock_guard lock(hooksMutex_);
+        for (const auto& hook : hooks_) {
+            hook(request.endpoint);
+        }
+    });
 }
 
 SyncWorld::~SyncWorld() {
     google.stop();
-    process_.reset();
     orindb_closeAllDbs(&db);
 }
 
@@ -70,28 +57,14 @@ void SyncWorld::SetUp() {
     addAccount(1, GROUP);
     ASSERT_TRUE(google.authority().writeTrustDirectory("/data/certs/trusted"));
     ASSERT_TRUE(google.start()) << google.error();
-    queue->clear();
+    queue.clear();
     log.clear();
 }
 
-void SyncWorld::addAccount(uint8_t id, int32_t group, const std::string& googleGroup) {
-    GoogleServerConf row{};
-    row.googleAccountId = id;
-    row.contactGroupId = group;
-    orin_strncpy(row.accountname, "Google");
-    orin_strncpy(row.serverusername, "ada@example.test");
-    orin_strncpy(row.refreshToken, GoogleAccount{}.refreshToken.c_str());
-    orin_strncpy(row.googleGroup, googleGroup.c_str());
-    row.updateinterval = 60;
-    row.serveractiv = 1;
-    ASSERT_EQ(db_replaceGoogleServerConf(&db, &row), 0);
-}
-
-GoogleServerConf SyncWorld::account(int32_t group) {
-    GoogleServerConf row{};
-    EXPECT_EQ(db_getDbGoogleServerConfCatId(&db, group, &row), 0);
-    EXPECT_NE(row.googleAccountId, 0);
-    return row;
+void SyncWorld::addAccount(int id, int32_t group, const std::string& googleGroup) {
+    execute("REPLACE INTO GoogleServerConfig VALUES (" + std::to_string(id) + "," + std::to_string(group) +
+            ",'Google','ada@example.test','" + GoogleAccount{}.refreshToken + "',0,'" + googleGroup +
+            "',60,'',1,'','')");
 }
 
 void SyncWorld::execute(const std::string& sql, int dbType) {
@@ -102,110 +75,87 @@ void SyncWorld::serve(const std::vector<GooglePerson>& served) {
     google.update([&](GoogleAccount& account) { account.persons = served; });
 }
 
-int SyncWorld::sync(const std::vector<std::string>& arguments) {
-    std::vector<std::string> all{"ctGrpId=" + std::to_string(GROUP)};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    return run(all);
-}
-
-void SyncWorld::start(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command{programPath("ct_synchronizer")};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    pid_ = 0;
-    process_.emplace(command);
-    pid_ = process_->pid();
-    pid_.notify_all();
-}
-
-int SyncWorld::finish() {
-    const ProcessResult result = process_->wait(RUN_DEADLINE);
-    EXPECT_FALSE(result.timedOut) << log;
-    EXPECT_EQ(result.err, "");
-    return result.exitStatus;
+std::string SyncWorld::sync(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "ctGrpId=4");
+    EXPECT_EQ(run(arguments), 0) << log;
+    return std::to_string(phoneBook().size()) + " contacts, " + status();
 }
 
 int SyncWorld::run(const std::vector<std::string>& arguments) {
-    start(arguments);
-    return finish();
-}
-
-pid_t SyncWorld::startedPid() const {
-    pid_.wait(0);
-    return pid_;
-}
-
-void SyncWorld::send(int signal) const {
-    kill(startedPid(), signal);
-}
-
-void SyncWorld::atAnswer(Endpoint endpoint, unsigned n, std::function<void()> action) {
-    const std::lock_guard lock(hooksMutex_);
-    hooks_.push_back({endpoint, n, std::move(action)});
-}
-
-void SyncWorld::callHooks(const HttpRequest& request) {
-    const std::lock_guard lock(hooksMutex_);
-    for (Hook& hook : hooks_) {
-        if (hook.endpoint == request.endpoint && hook.answersLeft > 0 && --hook.answersLeft == 0) {
-            hook.action();
-        }
+    std::vector<std::string> command{programPath("ct_synchronizer")};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    pid = 0;
+    Process process(command);
+    pid = process.pid();
+    pid.notify_all();
+    const ProcessResult result = process.wait(RUN_DEADLINE);
+    EXPECT_FALSE(result.timedOut) << log;
+    EXPECT_EQ(result.err, "");
+    if (result.signal == SIGKILL) {
+        // Its journal is left, which a reader without the right to write cannot undo.
+        execute("SELECT COUNT(*) FROM Contact");
     }
+    return result.exitStatus;
+}
+
+void SyncWorld::atAnswer(Endpoint endpoint, unsigned n, const std::function<void()>& action) {
+    const std::lock_guard lock(hooksMutex_);
+    hooks_.emplace_back([endpoint, n, action](Endpoint answered) mutable {
+        if (answered == endpoint && n > 0 && --n == 0) {
+            action();
+        }
+    });
+}
+
+void SyncWorld::signalAt(Endpoint endpoint, unsigned n, int signal) {
+    atAnswer(endpoint, n, [this, signal] {
+        pid.wait(0);
+        kill(pid, signal);
+    });
 }
 
 PhoneBook SyncWorld::phoneBook(uint32_t groups) {
-    // A process that was killed leaves its journal, which a reader without the right to write cannot undo.
-    execute("SELECT COUNT(*) FROM Contact");
     EXPECT_EQ(sqliteValue(KONFIG_PATH,
                           "SELECT COUNT(*) FROM ContactDetail WHERE contactId NOT IN (SELECT contactId FROM Contact)"),
               "0");
+    const std::string query =
+        "SELECT contactId,ifnull(key,-1),value FROM Contact LEFT JOIN ContactDetail USING (contactId) "
+        "WHERE contactGrpBitfield&";
     std::map<std::string, Details> byId;
-    const std::string mask = std::to_string(groups);
-    const std::string where = groups == 0 ? "contactGrpBitfield=0" : "(contactGrpBitfield & " + mask + ")<>0";
-    for (const auto& row : sqlitePeek(KONFIG_PATH, "SELECT contactId FROM Contact WHERE " + where)) {
-        byId[row[0]] = {};
-    }
-    for (const auto& row : sqlitePeek(KONFIG_PATH, "SELECT contactId,key,value FROM ContactDetail")) {
-        if (const auto found = byId.find(row[0]); found != byId.end()) {
-            found->second[std::stoi(row[1])] = row[2];
-        }
+    for (const auto& row : sqlitePeek(KONFIG_PATH, query + std::to_string(groups))) {
+        byId[row[0]][std::stoi(row[1])] = row[2];
     }
     PhoneBook book;
     for (auto& [id, details] : byId) {
-        const auto name = details.find(51);
-        const std::string key = name == details.end() ? "#" + id : name->second;
+        details.erase(-1);
+        const std::string key = details.contains(51) ? details[51] : "#" + id;
         EXPECT_TRUE(book.try_emplace(key, details).second) << key << " is there twice";
     }
     return book;
 }
 
-std::string SyncWorld::contactId(const std::string& resourceName, int32_t group) {
-    return std::to_string(orindb_getContactIdByResourceName(&db, resourceName.c_str(), static_cast<uint32_t>(group)));
+std::string SyncWorld::contactId(const std::string& resourceName) {
+    return std::to_string(orindb_getContactIdByResourceName(&db, resourceName.c_str(), GROUP));
 }
 
 std::vector<std::string> SyncWorld::announced() {
     std::vector<std::string> texts;
-    for (const QueueMessage& message : queue->messages()) {
+    for (const QueueMessage& message : queue.messages()) {
         EXPECT_TRUE(message.text.ends_with('\0')) << message;
         texts.push_back(std::to_string(message.type) + " " + message.text.substr(0, message.text.find('\0')));
     }
-    queue->clear();
+    queue.clear();
     return texts;
+}
+
+std::string SyncWorld::account(const std::string& expression, int32_t group) {
+    return sqliteValue(
+        KONFIG_PATH, "SELECT " + expression + " FROM GoogleServerConfig WHERE contactGroupId=" + std::to_string(group));
 }
 
 std::string SyncWorld::status(int32_t group) {
     const std::string error = "/data/etc/googleclient_" + std::to_string(group) + ".err";
     const std::string sync = "/data/etc/googlesync_" + std::to_string(group) + ".syn";
-    return (fileExists(error) ? readFile(error) : "") + (fileExists(sync) ? "running" : "");
-}
-
-bool SyncWorld::hasLine(uint32_t level, const std::string& text) const {
-    return log.has(ORINLOG_CAT_CT_SYNC, level, text);
-}
-
-bool SyncWorld::hasError(const std::string& text) const {
-    return countErrors(text) > 0;
-}
-
-size_t SyncWorld::countErrors(const std::string& text) const {
-    return log.count(ORINLOG_CAT_CT_SYNC, ORINLOG_ERROR, text);
+    return (fileExists(error) ? readFile(error) : "") + (fileExists(sync) ? "running " : "") +
+           account("iif(needsNewAuth,'unauthorised ','')||iif(lastupdatetime='','','updated')", group);
 }

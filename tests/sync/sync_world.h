@@ -8,12 +8,10 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "db_googleserverconf.h"
 #include "file_tools.h"
 #include "google_standin.h"
 #include "log_capture.h"
@@ -25,6 +23,9 @@
 #include "sqlite_peek.h"
 
 constexpr char KONFIG_PATH[] = "/data/db/konfig9.db";
+
+// Nothing takes that long, not even on a machine that is slow and busy: only a run that hangs reaches it.
+constexpr std::chrono::seconds RUN_DEADLINE{240};
 
 // The details of a contact by their keys.
 using Details = std::map<int, std::string>;
@@ -44,65 +45,58 @@ GooglePerson named(const std::string& resourceName, const std::string& givenName
 std::vector<GooglePerson> persons(int count);
 
 class SyncWorld : public testing::Test {
-  public:
+  protected:
     static constexpr int32_t GROUP = 4;
 
-  protected:
     SyncWorld();
     ~SyncWorld() override;
     void SetUp() override;
 
     // Writes an account row; its refresh token is the one that the stand-in takes.
-    void addAccount(uint8_t id, int32_t group, const std::string& googleGroup = "");
-    GoogleServerConf account(int32_t group = GROUP);
+    void addAccount(int id, int32_t group, const std::string& googleGroup = "");
     // Changes a database behind the synchroniser's back.
     void execute(const std::string& sql, int dbType = ORINDB_KONFIG);
     void serve(const std::vector<GooglePerson>& served);
 
-    // Runs the synchroniser for GROUP, with more arguments on request. Returns its exit status; anything it says on
-    // stderr, a sanitizer's report above all, is a failure.
-    int sync(const std::vector<std::string>& arguments = {});
-    // The same for other arguments than ctGrpId=4, in two halves.
-    void start(const std::vector<std::string>& arguments);
-    int finish();
+    // Runs the synchroniser and returns its exit status. Anything it says on stderr, a sanitizer's report above all, is
+    // a failure.
     int run(const std::vector<std::string>& arguments);
-    // Of the started process, from any thread.
-    [[nodiscard]] pid_t startedPid() const;
-    void send(int signal) const;
+    // Runs it for GROUP, with more arguments on request, expects that it exits with 0, and returns what it leaves
+    // behind: "60 contacts, updated", the second part of which is status().
+    std::string sync(std::vector<std::string> arguments = {});
     // Does something when the n-th answer of an endpoint from now on is ready but not yet sent: the synchroniser waits
     // for it. In a thread of the stand-in.
-    void atAnswer(Endpoint endpoint, unsigned n, std::function<void()> action);
+    void atAnswer(Endpoint endpoint, unsigned n, const std::function<void()>& action);
+    void signalAt(Endpoint endpoint, unsigned n, int signal);
 
     // What is stored in the groups of a mask. That no contact is there twice, and no detail without its contact, is
     // checked by the way.
     PhoneBook phoneBook(uint32_t groups = GROUP);
     // The contact of that name; "0" when there is none.
-    std::string contactId(const std::string& resourceName, int32_t group = GROUP);
+    std::string contactId(const std::string& resourceName);
     // The messages sent since the last call: "1101 2;17;4".
     std::vector<std::string> announced();
-    // What the status files of a group say: the content of the error file, and "running" when there is a sync file.
+    // An SQL expression over a group's account row.
+    static std::string account(const std::string& expression, int32_t group = GROUP);
+    // How a group stands for the web configuration: the content of the error file, "running " when there is a sync
+    // file, "unauthorised " when the account needs a new authorisation, "updated" when it has a time of a good run.
     static std::string status(int32_t group = GROUP);
 
-    // Lines of the synchroniser.
-    bool hasLine(uint32_t level, const std::string& text) const;
-    bool hasError(const std::string& text) const;
-    size_t countErrors(const std::string& text) const;
+    // How many lines of the synchroniser hold this text.
+    [[nodiscard]] size_t lines(uint32_t level, const std::string& text) const {
+        return log.count(ORINLOG_CAT_CT_SYNC, level, text);
+    }
+    [[nodiscard]] size_t errors(const std::string& text) const {
+        return lines(ORINLOG_ERROR, text);
+    }
 
+    std::atomic<pid_t> pid{0};  // of the last run; 0 while it is being started
     LogCapture log;
     GoogleStandIn google;
-    std::optional<QueueReader> queue;
+    QueueReader queue;
     DbContext db{};
 
   private:
-    struct Hook {
-        Endpoint endpoint;
-        unsigned answersLeft;
-        std::function<void()> action;
-    };
-    void callHooks(const HttpRequest& request);
-
-    std::optional<Process> process_;
-    std::atomic<pid_t> pid_{0};
     std::mutex hooksMutex_;
-    std::vector<Hook> hooks_;
+    std::vector<std::function<void(Endpoint)>> hooks_;  // called at each answer
 };

@@ -1,6 +1,5 @@
 #include "log_records.h"
 
-#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <ostream>

@@ -38,7 +38,7 @@ char recordsPath[PATH_SIZE + 16];
 uint32_t defaultLevel = DEFAULT_LEVEL;
 bool present = false;
 // Which file submitted records must come through.
-std::atomic<ino_t> levelsInode{0};
+std::atomic<ino64_t> levelsInode{0};
 
 __attribute__((constructor)) void readSettings() {
     const char* folder = getenv("ORIN_LOGGER_DIR");
@@ -115,8 +115,8 @@ int openLevels(int flags) {
         makeLevels();
         file = realOpen(levelsPath, flags, 0);
     }
-    struct stat status {};
-    if (file >= 0 && fstat(file, &status) == 0) {
+    struct stat64 status {};
+    if (file >= 0 && fstat64(file, &status) == 0) {
         levelsInode.store(status.st_ino);
         errno = savedErrno;
     }
@@ -124,8 +124,8 @@ int openLevels(int flags) {
 }
 
 int appendRecord(int device, void* argument) {
-    struct stat status {};
-    if (fstat(device, &status) != 0 || status.st_ino != levelsInode.load()) {
+    struct stat64 status {};
+    if (fstat64(device, &status) != 0 || status.st_ino != levelsInode.load()) {
         errno = ENOTTY;
         return -1;
     }
