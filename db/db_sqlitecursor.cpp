@@ -53,6 +53,10 @@ int prepare(DbCursor* cursor, const DbHandle& handle, const char* sql, const cha
                 sqlite3_errmsg(cursor->connection));
         return -1;
     }
+    if (cursor->statement == nullptr) {
+        ORINLOG(ORINLOG_ERROR, "%s: Error preparing SQL %s: no statement", function, sql);
+        return -1;
+    }
     return 0;
 }
 

@@ -43,7 +43,9 @@ int db_cursor_close(DbCursor* cursor);
 // Number of columns; -1 for no cursor.
 [[nodiscard]] int db_cursor_column_count(DbCursor* cursor);
 
-// The number of a named column (case-sensitive), or -1. The first call builds an index of all names.
+// The number of a named column (case-sensitive), or -1. The first call builds an index of all names, which belong to
+// the statement: SQLite makes them anew when the schema has changed, so names are looked up after the first step and
+// not across a reset.
 [[nodiscard]] int db_cursor_get_column_index(DbCursor* cursor, const char* name);
 
 // The statement's SQL text, as long as the cursor lives; nullptr for no cursor.

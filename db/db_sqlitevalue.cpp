@@ -18,6 +18,9 @@ DbValue withBytes(DbValueType type, sqlite3_stmt* statement, int column, const v
 }  // namespace
 
 DbValue db_cursor_get_value(DbCursor* cursor, int column) {
+    if (cursor == nullptr) {
+        return {DbValueType::null, 0, 0, nullptr, 0};
+    }
     sqlite3_stmt* statement = cursor->statement;
     switch (sqlite3_column_type(statement, column)) {
         case SQLITE_INTEGER:
@@ -34,6 +37,9 @@ DbValue db_cursor_get_value(DbCursor* cursor, int column) {
 }
 
 int db_cursor_bind_value(DbCursor* cursor, int parameter, const DbValue& value) {
+    if (cursor == nullptr) {
+        return -1;
+    }
     sqlite3_stmt* statement = cursor->statement;
     int code = SQLITE_ERROR;
     switch (value.type) {
@@ -57,5 +63,5 @@ int db_cursor_bind_value(DbCursor* cursor, int parameter, const DbValue& value) 
 }
 
 const char* db_cursor_column_name(DbCursor* cursor, int column) {
-    return sqlite3_column_name(cursor->statement, column);
+    return cursor != nullptr ? sqlite3_column_name(cursor->statement, column) : nullptr;
 }

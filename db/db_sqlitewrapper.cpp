@@ -8,7 +8,6 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <string_view>
 
 #include "db_busywait.h"
 #include "db_idlestatement.h"
@@ -92,6 +91,17 @@ const char* errorText(const char* message, int code) {
     return message != nullptr ? message : sqlite3_errstr(code);
 }
 
+// A connection that a cursor still uses ends with that cursor. What it has begun is undone now: the file must be free.
+void closeConnection(DbHandle* handle) {
+    db_dropIdleStatements(handle);
+    if (sqlite3_close(handle->connection) != SQLITE_OK) {
+        ORINLOG_FN(ORINLOG_WARNING, "a cursor of %s is still open", handle->fileName);
+        sqlite3_exec(handle->connection, "ROLLBACK", nullptr, nullptr, nullptr);
+        sqlite3_close_v2(handle->connection);
+    }
+    handle->connection = nullptr;
+}
+
 // Ends an outermost begin, commit or rollback.
 int runTransactionText(DbHandle* handle, const char* sql) {
     const int result = _db_execDb(handle, sql, nullptr, nullptr, 0, "db_transactionDb");
@@ -163,18 +173,12 @@ bool db_isInTransaction(const DbHandle* handle) {
 }
 
 void db_closeDb(DbHandle* handle) {
-    db_dropIdleStatements(handle);
-    if (handle->connection != nullptr) {
-        sqlite3_close(handle->connection);
-        handle->connection = nullptr;
-    }
+    closeConnection(handle);
     orindb_freeArray(&handle->afterCommitCallbacks);
 }
 
 int reconnectSqlite(DbHandle* handle) {
-    db_dropIdleStatements(handle);
-    sqlite3_close(handle->connection);
-    handle->connection = nullptr;
+    closeConnection(handle);
     if (sqlite3_open(handle->fileName, &handle->connection) != SQLITE_OK) {
         ORINLOG(ORINLOG_ERROR, "reconnectSqlite(): sqlite3_open() of file %s failed -> %s", handle->fileName,
                 sqlite3_errmsg(handle->connection));
@@ -186,6 +190,10 @@ int reconnectSqlite(DbHandle* handle) {
 
 int _db_execDb(DbHandle* handle, const char* sql, DbRowCallback callback, void* argument, uint8_t quiet,
                const char* caller) {
+    if (handle == nullptr || sql == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
+        return ORINDB_INVALID_PARAMETER;
+    }
     ++statementCounter;
     const bool tracing = quiet == 0 && ORINLOG_ENABLED(ORINLOG_DEBUG);
     timeval start{};
@@ -240,6 +248,7 @@ void db_freeErrMsg(char* message) {
 
 int db_transactionDb(DbHandle* handle, int mode, uint8_t* announce) {
     if (handle == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
         return ORINDB_INVALID_PARAMETER;
     }
     if (announce != nullptr) {
@@ -331,6 +340,10 @@ int db_dropAllTablesViewsAndIndizes(DbHandle* handle) {
 }
 
 int db_getDataParentPath(const DbHandle* handle, char* out, size_t size) {
+    if (handle == nullptr || out == nullptr || size == 0) {
+        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
+        return ORINDB_FAILED;
+    }
     orin_strncpy(out, handle->fileName, static_cast<int32_t>(std::min<size_t>(size, DB_FILE_NAME_SIZE)));
     char* data = strstr(out, DATA_DIRECTORY);
     if (data == nullptr) {

@@ -57,7 +57,8 @@ using DbAfterCommitCallback = void (*)();
 // it; the depth knows nothing of that.
 [[nodiscard]] bool db_isInTransaction(const DbHandle* handle);
 
-// Closes the connection, if open, and forgets the callbacks.
+// Closes the connection, if open, and forgets the callbacks. A cursor that is still open has to be closed all the same;
+// a transaction is rolled back.
 void db_closeDb(DbHandle* handle);
 
 // Closes and opens the same file again. The new connection has no collation and no transaction; the depth stays.
@@ -68,8 +69,9 @@ int reconnectSqlite(DbHandle* handle);
 //   callback  may be nullptr; gets `argument` with every row
 //   quiet     1 keeps the statement out of the trace
 //   caller    name for the error log
-// Returns 0, ORINDB_STOPPED_BY_CALLBACK, or ORINDB_FAILED (logged). A text that holds "DROP", "GebKontoBackup" or
-// "DbFileVersion" fails silently, with SQLite's own code: the upgrade runs such texts on files without these tables.
+// Returns 0, ORINDB_STOPPED_BY_CALLBACK, ORINDB_INVALID_PARAMETER or ORINDB_FAILED (logged). A text that holds "DROP",
+// "GebKontoBackup" or "DbFileVersion" fails silently, with SQLite's own code: the upgrade runs such texts on files
+// without these tables.
 [[nodiscard]] int _db_execDb(DbHandle* handle, const char* sql, DbRowCallback callback, void* argument, uint8_t quiet,
                              const char* caller);
 
@@ -100,5 +102,5 @@ enum class DbDamagedFile : uint8_t { keep, remove };
 [[nodiscard]] int db_dropAllTablesViewsAndIndizes(DbHandle* handle);
 
 // The directory that holds the "data/db" of this file, with its trailing '/' ("/" for "/data/db/x.db"), cut to `size`
-// bytes. Returns 0, or -1 when the path holds no "data/db".
+// bytes. Returns 0, or -1 when the path holds no "data/db" or an argument is missing.
 [[nodiscard]] int db_getDataParentPath(const DbHandle* handle, char* out, size_t size);

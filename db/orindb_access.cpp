@@ -112,11 +112,15 @@ bool hasSharedArea(const DbContext* dbContext, const char* function) {
     return false;
 }
 
+bool isDatabase(const DbContext* dbContext, int dbType) {
+    return dbContext != nullptr && dbType >= 0 && dbType < ORINDB_DATABASES;
+}
+
 }  // namespace
 
 int _orindb_execDb(DbContext* dbContext, int dbType, const char* sql, DbRowCallback callback, void* argument,
                    const char* caller) {
-    if (dbContext == nullptr || sql == nullptr) {
+    if (!isDatabase(dbContext, dbType) || sql == nullptr) {
         ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
         return ORINDB_INVALID_PARAMETER;
     }
@@ -131,7 +135,7 @@ int _orindb_execDb(DbContext* dbContext, int dbType, const char* sql, DbRowCallb
 }
 
 int orindb_transaction(DbContext* dbContext, int dbType, int mode) {
-    if (dbContext == nullptr) {
+    if (!isDatabase(dbContext, dbType)) {
         ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
         return ORINDB_INVALID_PARAMETER;
     }
@@ -144,7 +148,7 @@ int orindb_transaction(DbContext* dbContext, int dbType, int mode) {
 }
 
 int orindb_callAfterCommit(DbContext* dbContext, int dbType, DbAfterCommitCallback callback) {
-    if (dbContext == nullptr || dbType < 0 || dbType >= ORINDB_DATABASES) {
+    if (!isDatabase(dbContext, dbType)) {
         ORINLOG_FN(ORINLOG_ERROR, "dbContext is null or dbType is invalid!");
         return 0;
     }
@@ -152,8 +156,11 @@ int orindb_callAfterCommit(DbContext* dbContext, int dbType, DbAfterCommitCallba
 }
 
 void increaseChangeCounter(DbContext* dbContext, int dbType, const char* sql) {
+    if (!isDatabase(dbContext, dbType) || sql == nullptr || dbContext->innerDbCachePtr == nullptr) {
+        return;
+    }
     const std::string_view statement(sql);
-    if (dbContext->innerDbCachePtr == nullptr || statement.starts_with("SE")) {
+    if (statement.starts_with("SE")) {
         return;
     }
     const uint16_t index = orindb_tableIndex(writtenTable(statement));
@@ -179,6 +186,7 @@ void increaseChangeCounter(DbContext* dbContext, int dbType, const char* sql) {
 
 int orindb_writeToMsgQueue(DbContext* dbContext, const DbMessage* message) {
     if (dbContext == nullptr || message == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
         return ORINDB_INVALID_PARAMETER;
     }
     return send(dbContext, message, __func__);

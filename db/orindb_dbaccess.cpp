@@ -67,16 +67,20 @@ Path executablePath() {
 }
 
 int findDataDirectory(const char* given, Directory& directory) {
+    size_t length = 0;
     if (given != nullptr && given[0] != '\0') {
+        length = strlen(given);
         orin_strncpy(directory.data(), given, DIRECTORY_SIZE);
     } else {
         orin_strncpy(directory.data(), DATA_DIRECTORY, DIRECTORY_SIZE);
         if (!orin_fileExists(directory.data())) {
             const char* home = getenv("HOME");
-            snprintf(directory.data(), directory.size(), "%s/%s/data/db", home != nullptr ? home : "", BUILD_ROOT);
+            length = static_cast<size_t>(
+                snprintf(directory.data(), directory.size(), "%s/%s/data/db", home != nullptr ? home : "", BUILD_ROOT));
         }
     }
-    if (!orin_fileExists(directory.data())) {
+    // A path that was cut is another one.
+    if (length >= directory.size() || !orin_fileExists(directory.data())) {
         ORINLOG(ORINLOG_ERROR, "orindb_openDbWithDefaultNames(): path=%s existiert nicht", directory.data());
         return ORINDB_NO_DATA_DIRECTORY;
     }
@@ -195,6 +199,10 @@ int openLocked(DbContext* dbContext, const Directory& directory, int found, int 
     }
     if ((flags & ORINDB_NOTIFY_CHANGES) != 0) {
         dbContext->messageQueueId = msgget(ORINDB_QUEUE_KEY, IPC_CREAT | EVERYBODY);
+        if (dbContext->messageQueueId < 0) {
+            ORINLOG_AS(ORINLOG_CAT_DB_MSG, ORINLOG_ERROR, "%s: msgget() failed: %s (%d)", __func__, strerror(errno),
+                       errno);
+        }
     }
     if (result == ORINDB_OK && (flags & ORINDB_READONLY) == 0) {
         result = checkAll(dbContext);

@@ -11,7 +11,8 @@
 // Flags of orindb_openAllDbsWithDefaultNames.
 constexpr int ORINDB_NOTIFY_CHANGES = 1 << 0;   // commits announce changes on the message queue
 constexpr int ORINDB_INTEGRITY_CHECK = 1 << 1;  // check the files first; a damaged one is removed and the opening fails
-constexpr int ORINDB_READONLY = 1 << 2;         // no lock, and no file is filled: one that is missing becomes empty
+constexpr int ORINDB_READONLY = 1 << 2;  // no lock, and no file is filled: one that is missing and has no older one to
+                                         // be taken over becomes empty
 
 // Fills *dbContext (zeroed first) and opens the set. The first opening of a process, if SQLite has not been used
 // before, has SQLite take no lock in every call and keep no memory statistics: a connection then belongs to one thread

@@ -33,6 +33,11 @@ int64_t orindb_importNumber(const OrindbImportValue* value) {
     if (value == nullptr || value->value.type == DbValueType::null) {
         return 0;
     }
+    if (value->value.type == DbValueType::real) {
+        constexpr double BEYOND = 9223372036854775808.0;  // 2^63
+        const double real = value->value.real;
+        return real >= -BEYOND && real < BEYOND ? static_cast<int64_t>(real) : 0;
+    }
     if (value->value.bytes == nullptr) {
         return value->value.integer;
     }

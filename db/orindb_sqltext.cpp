@@ -16,15 +16,8 @@ constexpr orinlog_Module LOG_MODULE{ORINLOG_CAT_DB, "orindb_sqltext.c"};
 
 }  // namespace
 
-void orindb_formatSql(char* out, size_t size, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    orindb_vformatSql(out, size, format, arguments);
-    va_end(arguments);
-}
-
 void orindb_vformatSql(char* out, size_t size, const char* format, va_list arguments) {
-    const int length = vsnprintf(out, size, format, arguments);
+    const int length = vsnprintf(out, size, format != nullptr ? format : "", arguments);
     if (length < 0) {
         out[0] = '\0';
     }

@@ -123,31 +123,42 @@ int appendRows(DbCursor* cursor, const OrindbTable& table, OrindbArray* array) {
     return step == 0 ? ORINDB_OK : ORINDB_FAILED;
 }
 
+// Returns the number of texts consumed.
+int fillRecord(const OrindbTable& table, void* record, char** values) {
+    return fillRow(table, record, TextRow{values});
+}
+
 void fillJoined(const OrindbRowContext& row, void* element, char** values) {
-    int consumed = orindb_fillRecord(*row.table, element, values);
+    int consumed = fillRecord(*row.table, element, values);
     for (size_t i = 0; i < row.joinedTables.size(); ++i) {
         void* record = static_cast<char*>(element) + row.joinedOffsets[i];
-        consumed += orindb_fillRecord(*row.joinedTables[i], record, values + consumed);
+        consumed += fillRecord(*row.joinedTables[i], record, values + consumed);
     }
 }
 
 }  // namespace
 
-int orindb_fillRecord(const OrindbTable& table, void* record, char** values) {
-    return fillRow(table, record, TextRow{values});
+int orindb_invalidParameter(const char* function) {
+    ORINLOG(ORINLOG_ERROR, "%s: invalid parameters", function);
+    return ORINDB_INVALID_PARAMETER;
+}
+
+int32_t orindb_drawNumber(double range) {
+    constexpr double RAND_RANGE = 2147483647.0;
+    return static_cast<int32_t>(rand() * range / RAND_RANGE) + 1;
 }
 
 int orindb_rowCallback(void* rowContext, int /*columnCount*/, char** values, char** /*names*/) {
     auto& row = *static_cast<OrindbRowContext*>(rowContext);
     if (row.record != nullptr) {
-        orindb_fillRecord(*row.table, row.record, values);
+        fillRecord(*row.table, row.record, values);
     } else if (row.array != nullptr || row.joined != nullptr) {
         void* element = orindb_appendToArray(row.array != nullptr ? row.array : row.joined);
         if (element == nullptr) {
             return 1;
         }
         if (row.array != nullptr) {
-            orindb_fillRecord(*row.table, element, values);
+            fillRecord(*row.table, element, values);
         } else {
             fillJoined(row, element, values);
         }
@@ -162,7 +173,7 @@ int orindb_rowCallback(void* rowContext, int /*columnCount*/, char** values, cha
 int orindb_selectRecord(DbContext* dbContext, const OrindbTable& table, const char* sql, void* record, uint32_t* count,
                         const char* caller) {
     if (record == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(caller);
     }
     OrindbRowContext row{};
     row.table = &table;
@@ -184,9 +195,6 @@ int orindb_selectOne(DbContext* dbContext, const OrindbTable& table, const char*
 
 int orindb_selectByNumber(DbContext* dbContext, const OrindbTable& table, const char* column, int64_t number,
                           void* record, const char* caller) {
-    if (record == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
-    }
     const SelectText sql("SELECT %s FROM %s WHERE %s=%" PRId64, table.columnList, table.name, column, number);
     return orindb_selectOne(dbContext, table, sql.get(), record, caller);
 }
@@ -257,7 +265,7 @@ SelectText orindb_listStatement(const OrindbTable& table, const char* where, con
 
 int orindb_saveRecord(DbContext* dbContext, const OrindbTable& table, const void* record) {
     if (dbContext == nullptr || record == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     DbCursor* opened = nullptr;
     if (db_cursor_queryKept(dbContext->handles, table.dbType, table.saveText, &opened) != 0) {
@@ -301,7 +309,7 @@ int orindb_createTable(DbContext* dbContext, const OrindbTable& table, const cha
 int orindb_getRowCount(DbContext* dbContext, int dbType, uint32_t* count, const char* table, const char* whereFormat,
                        ...) {
     if (count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     char where[ORINDB_SQL_SELECT];
     va_list arguments;
@@ -319,7 +327,7 @@ int orindb_getRowCount(DbContext* dbContext, int dbType, uint32_t* count, const 
 int orindb_getRowSum(DbContext* dbContext, int dbType, int64_t* sum, const char* column, const char* table,
                      const char* whereFormat, ...) {
     if (sum == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     char where[ORINDB_SQL_SELECT];
     va_list arguments;
@@ -334,7 +342,7 @@ int orindb_getRowSum(DbContext* dbContext, int dbType, int64_t* sum, const char*
 int orindb_getIdPairArray(DbContext* dbContext, int dbType, OrindbIdPair** pairs, uint16_t* count,
                           const char* selectFormat, ...) {
     if (dbContext == nullptr || pairs == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     char sql[ORINDB_SQL_JOIN];
     va_list arguments;

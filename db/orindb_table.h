@@ -5,7 +5,7 @@
 //     constexpr std::array COLUMNS{ORINDB_COLUMN(Contact, contactId), ORINDB_COLUMN(Contact, contactGrpBitfield)};
 //     constexpr OrindbTable TABLE = orindb_describeTable<Contact, NAME, COLUMNS>(ORINDB_KONFIG, SCHEMA);
 //
-// A missing context, record or out argument is answered with ORINDB_INVALID_PARAMETER.
+// A missing context, record or out argument is logged and answered with ORINDB_INVALID_PARAMETER.
 // Records are plain aggregates of integers and char arrays. Arrays are handed to the caller as one block, released with
 // free(); an empty result is count 0 and nullptr.
 #pragma once
@@ -127,11 +127,15 @@ consteval OrindbTable orindb_describeTable(int dbType, const char* schema, Orind
 // Whether a table that is created gets its default rows.
 enum class OrindbDefaults : uint8_t { no, yes };
 
-// Fills a record from a row's texts, column by column: integers with base 10 and cut to the field's width, texts cut to
-// the field's size, NULL as 0 and "". Returns the number of texts consumed.
-int orindb_fillRecord(const OrindbTable& table, void* record, char** values);
+// Logs "FUNCTION: invalid parameters" and returns ORINDB_INVALID_PARAMETER.
+[[nodiscard]] int orindb_invalidParameter(const char* function);
 
-// What orindb_rowCallback does with a row; the first member that is set decides.
+// Draws a new id by rand(): 1 to range + 1, the greatest once in 2^31 draws only.
+[[nodiscard]] int32_t orindb_drawNumber(double range);
+
+// What orindb_rowCallback does with a row; the first member that is set decides. A record is filled from the row's
+// texts column by column: integers with base 10 and cut to the field's width, texts cut to the field's size, NULL as 0
+// and "".
 struct OrindbRowContext {
     const OrindbTable* table;
     void* record;         // fill this record
@@ -174,7 +178,7 @@ template <typename Record>
 [[nodiscard]] int orindb_selectArray(DbContext* dbContext, const OrindbTable& table, const char* sql, Record** records,
                                      uint32_t* count, const char* caller) {
     if (records == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(caller);
     }
     void* block = nullptr;
     const int result = orindb_selectRecords(dbContext, table, sql, &block, count, caller);
@@ -187,7 +191,7 @@ template <typename Record>
 [[nodiscard]] int orindb_selectArray(DbContext* dbContext, const OrindbTable& table, const char* sql, Record** records,
                                      uint16_t* count, const char* caller) {
     if (count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(caller);
     }
     uint32_t rows = 0;
     const int result = orindb_selectArray(dbContext, table, sql, records, &rows, caller);
@@ -204,7 +208,7 @@ template <typename Record>
 [[nodiscard]] int orindb_selectArrayOf(DbContext* dbContext, const OrindbTable& table, const char* sql, int64_t number,
                                        Record** records, uint32_t* count) {
     if (dbContext == nullptr || records == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     void* block = nullptr;
     const int result = orindb_selectRecordsOf(dbContext, table, sql, number, &block, count);

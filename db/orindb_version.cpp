@@ -40,6 +40,10 @@ int versionRowCallback(void* fileVersion, int columnCount, char** values, char**
 }  // namespace
 
 uint8_t orindb_isDbFileAndClientVersionEqual(DbContext* dbContext, int dbType) {
+    if (dbContext == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
+        return 0;
+    }
     const DbHandle& handle = dbContext->handles[dbType];
     FileVersion file{};
     // A missing table or row reads as version 0:0, which no program has.

@@ -156,9 +156,10 @@ int32_t orin_getGroupMemberCount(json_object* group) {
 void dumpGroup(GoogleConnector* gContext) {
     const JsonObject groupList(orin_requestGroupList(gContext));
     const size_t size = groupList != nullptr ? orin_getGroupListSize(groupList.get()) : 0;
+    const auto shown = [](const char* text) { return text != nullptr ? text : ""; };
     for (size_t i = 0; i < size; ++i) {
         json_object* group = orin_getGroup(groupList.get(), i);
-        ORINLOG_FN(ORINLOG_DEBUG, "resName=%s formatName='%s' memberCount=%d", orin_getGroupResourceName(group),
-                   orin_getGroupFormattedName(group), orin_getGroupMemberCount(group));
+        ORINLOG_FN(ORINLOG_DEBUG, "resName=%s formatName='%s' memberCount=%d", shown(orin_getGroupResourceName(group)),
+                   shown(orin_getGroupFormattedName(group)), orin_getGroupMemberCount(group));
     }
 }

@@ -62,13 +62,15 @@ void setTransferOptions(CURL* curl) {
     curl_easy_setopt(curl, CURLOPT_CAINFO, static_cast<const char*>(nullptr));
 }
 
-// The PBX's own proxy or none: the empty text keeps libcurl from taking one from the environment.
+// The PBX's own proxy or none: the empty texts keep libcurl from taking either the proxy or exceptions from it from the
+// environment.
 void setProxy(CURL* curl) {
     OrinProxySettings proxy;
     orin_readProxyConf(&proxy);
     char address[ORIN_PROXY_ADDRESS_SIZE];
     orin_getProxyAddress(&proxy, address, sizeof(address));
     curl_easy_setopt(curl, CURLOPT_PROXY, address);
+    curl_easy_setopt(curl, CURLOPT_NOPROXY, "");
     if (address[0] == '\0') {
         return;
     }
@@ -120,7 +122,7 @@ bool findMember(json_object* obj, const char* key, json_object** member) {
     return *member != nullptr;
 }
 
-// The name for a log line; that of a null member is "null".
+// The name for a log line.
 const char* foundType(json_object* member) {
     return json_type_to_name(json_object_get_type(member));
 }
@@ -160,7 +162,8 @@ json_object* orin_requestJsonObject(Jsonloader* jlContext, const char* url, cons
         return nullptr;
     }
     CURL* curl = jlContext->curl;
-    // The handle keeps pointers to these two until the next request replaces them; it uses none in between.
+    // The handle keeps pointers to the buffer, the header lines and the form until the next request replaces them; it
+    // uses none in between.
     ResponseBuffer response;
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, orin_jsonWriteCallback);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &response);

@@ -1,4 +1,4 @@
-#include "ct_sync_detail.h"
+#include "ct_sync_google.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -53,23 +53,23 @@ const char* newValue(SyncContext& sync, json_object* entry, const char* member, 
     return value;
 }
 
-int saved(SyncContext& sync, uint16_t contactId, int32_t key, int result) {
+// Logs and records what a call of the store answered unless it is ORINDB_OK. Returns it.
+int checked(SyncContext& sync, const char* function, uint16_t contactId, int32_t key, int result) {
     if (result != ORINDB_OK) {
-        ORINLOG_FOR(DETAIL, ORINLOG_ERROR, "orindb_saveContactDetail failed contactId=%d detailKey=%d DBError=%d",
-                    contactId, key, result);
+        ORINLOG_FOR(DETAIL, ORINLOG_ERROR, "%s failed contactId=%d detailKey=%d DBError=%d", function, contactId, key,
+                    result);
         ct_recordError(sync, result);
     }
     return result;
 }
 
-int removed(SyncContext& sync, uint16_t contactId, int32_t key) {
-    const int result = orindb_removeCtdes(sync.dbContext, contactId, key);
-    if (result != ORINDB_OK) {
-        ORINLOG_FOR(DETAIL, ORINLOG_ERROR, "orindb_removeCtdes failed contactId=%d detailKey=%d DBError=%d", contactId,
-                    key, result);
-        ct_recordError(sync, result);
-    }
-    return result;
+int save(SyncContext& sync, ContactDetail& detail) {
+    return checked(sync, "orindb_saveContactDetail", detail.contactId, detail.key,
+                   orindb_saveContactDetail(sync.dbContext, &detail));
+}
+
+int remove(SyncContext& sync, uint16_t contactId, int32_t key) {
+    return checked(sync, "orindb_removeCtdes", contactId, key, orindb_removeCtdes(sync.dbContext, contactId, key));
 }
 
 int changeDetail(SyncContext& sync, const Detail& detail) {
@@ -77,26 +77,21 @@ int changeDetail(SyncContext& sync, const Detail& detail) {
                 detail.contactId, detail.key, detail.member, detail.existing->value, detail.value);
     ContactDetail changed{detail.contactId, detail.key, ""};
     orin_strncpy(changed.value, detail.value);
-    return saved(sync, detail.contactId, detail.key, orindb_saveContactDetail(sync.dbContext, &changed));
+    return save(sync, changed);
 }
 
 int addDetail(SyncContext& sync, const Detail& detail) {
     ORINLOG_FOR(DETAIL, ORINLOG_EDEBUG, "add for contactId %d in detailKey=%d (jsonKey=%s) new=%s", detail.contactId,
                 detail.key, detail.member, detail.value);
     ContactDetail work{};
-    const int result = orindb_createCtD(sync.dbContext, detail.contactId, detail.key, detail.value, &work);
-    if (result != ORINDB_OK) {
-        ORINLOG_FOR(DETAIL, ORINLOG_ERROR, "orindb_createCtD failed contactId=%d detailKey=%d DBError=%d",
-                    detail.contactId, detail.key, result);
-        ct_recordError(sync, result);
-    }
-    return result;
+    return checked(sync, "orindb_createCtD", detail.contactId, detail.key,
+                   orindb_createCtD(sync.dbContext, detail.contactId, detail.key, detail.value, &work));
 }
 
 int removeDetail(SyncContext& sync, const Detail& detail) {
     ORINLOG_FOR(DETAIL, ORINLOG_EDEBUG, "remove for contactId %d in detailKey=%d (jsonKey=%s) old=%s", detail.contactId,
                 detail.key, detail.member, detail.existing->value);
-    return removed(sync, detail.contactId, detail.key);
+    return remove(sync, detail.contactId, detail.key);
 }
 
 struct PhotoPath {
@@ -137,7 +132,7 @@ void followUpPhoto(const Detail& detail, Change change) {
 void followUpPhone(SyncContext& sync, const Detail& detail, Change change) {
     const int32_t canonicalKey = detail.key + TO_CANONICAL;
     if (change == Change::removed) {
-        static_cast<void>(removed(sync, detail.contactId, canonicalKey));
+        static_cast<void>(remove(sync, detail.contactId, canonicalKey));
         return;
     }
     char number[PHONE_NUMBER_SIZE];
@@ -147,8 +142,7 @@ void followUpPhone(SyncContext& sync, const Detail& detail, Change change) {
     *end = '\0';
     ContactDetail canonical{detail.contactId, canonicalKey, ""};
     orin_phoneNumberToCanonical(&sync.location, number, canonical.value, sizeof(canonical.value));
-    static_cast<void>(
-        saved(sync, detail.contactId, canonicalKey, orindb_saveContactDetail(sync.dbContext, &canonical)));
+    static_cast<void>(save(sync, canonical));
 }
 
 void followUp(SyncContext& sync, const Detail& detail, Change change) {
@@ -195,7 +189,7 @@ bool checkArguments(SyncContext* syncContext, uint16_t contactId) {
     } else {
         return true;
     }
-    ct_recordFirstError(*syncContext, ORINDB_INVALID_PARAMETER);
+    ct_recordError(*syncContext, ORINDB_INVALID_PARAMETER);
     return false;
 }
 

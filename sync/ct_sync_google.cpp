@@ -2,9 +2,6 @@
 
 #include <json-c/json.h>
 
-#include <cstring>
-
-#include "ct_sync_detail.h"
 #include "google_connector.h"
 #include "google_guards.h"
 #include "google_people_api.h"
@@ -27,9 +24,6 @@ constexpr int32_t PAGE_SIZE = 50;
 constexpr size_t PAGE_TOKEN_SIZE = 256;
 constexpr uint32_t RATE_LIMIT_PAUSE_SECONDS = 2;
 constexpr char PLACEHOLDER_MEMBER[] = "anInvalidKey";
-
-// What the page loop does after a page.
-enum class PageResult : uint8_t { done, askAgain, endOfPass };
 
 void initLocation(DbContext* dbContext, OrinPhoneLocation* location) {
     char country[ORIN_COUNTRY_NUMBER_SIZE] = "";
@@ -113,7 +107,7 @@ uint16_t createContact(SyncContext& sync, const char* resourceName, const char* 
         if (sync.lastError != CT_SYNC_CAPACITY) {
             ORINLOG_FOR(function, ORINLOG_ERROR, "to many contacts");
         }
-        sync.lastError = CT_SYNC_CAPACITY;
+        ct_recordError(sync, CT_SYNC_CAPACITY);
         return 0;
     }
     Contact contact{};
@@ -153,7 +147,7 @@ void orin_google_syncOneContact(SyncContext& sync, json_object* person) {
     const char* resourceName = orin_jsonObjectGetString(person, "resourceName");
     if (resourceName == nullptr) {
         ORINLOG_FN(ORINLOG_ERROR, "resourceName is NULL");
-        ct_recordFirstError(sync, CT_SYNC_REQUEST_FAILED);
+        ct_recordError(sync, CT_SYNC_REQUEST_FAILED);
         return;
     }
     uint16_t contactId = orindb_getContactIdByResourceName(sync.dbContext, resourceName, sync.contactGroupId);
@@ -198,25 +192,26 @@ void syncPersons(SyncContext& sync, json_object* connections, const char* google
     }
 }
 
-// Without a page there is a reason: a rate limit is waited out, anything else ends the pass.
-PageResult handleMissingPage(SyncContext& sync, GoogleConnector* gContext) {
+// Without a page there is a reason: a rate limit is waited out, anything else ends the pass (false).
+bool handleMissingPage(SyncContext& sync, GoogleConnector* gContext) {
     if (orin_hasAuthentificationFailed(gContext) != 0) {
-        ct_recordFirstError(sync, CT_SYNC_AUTHENTICATION_FAILED);
-        return PageResult::endOfPass;
+        ct_recordError(sync, CT_SYNC_AUTHENTICATION_FAILED);
+        return false;
     }
     if (orin_getLastHttpCode(gContext) != HTTP_TOO_MANY_REQUESTS) {
         ORINLOG_FOR(PASS, ORINLOG_ERROR, "orin_requestPeopleList failed");
-        ct_recordFirstError(sync, CT_SYNC_REQUEST_FAILED);
-        return PageResult::endOfPass;
+        ct_recordError(sync, CT_SYNC_REQUEST_FAILED);
+        return false;
     }
     ORINLOG_FOR(PASS, ORINLOG_WARNING, "wait some time and try again");
     orin_sleep(RATE_LIMIT_PAUSE_SECONDS, 0);
-    return PageResult::askAgain;
+    return true;
 }
 
-// Requests the page of the token and works it in. *pageToken gets the token of the next page, or becomes empty.
-PageResult syncPage(SyncContext& sync, GoogleConnector* gContext, const char* googleGroup,
-                    char (&pageToken)[PAGE_TOKEN_SIZE], uint32_t& pageCounter) {
+// Requests the page of the token and works it in. *pageToken gets the token of the next page, or becomes empty. Returns
+// false when the pass ends without looking for vanished contacts.
+bool syncPage(SyncContext& sync, GoogleConnector* gContext, const char* googleGroup, char (&pageToken)[PAGE_TOKEN_SIZE],
+              uint32_t& pageCounter) {
     const JsonObject page(orin_requestPeopleList(gContext, pageToken, PAGE_SIZE));
     if (page == nullptr) {
         return handleMissingPage(sync, gContext);
@@ -224,7 +219,7 @@ PageResult syncPage(SyncContext& sync, GoogleConnector* gContext, const char* go
     json_object* connections = orin_jsonObjectGetArray(page.get(), "connections");
     if (connections == nullptr) {
         ORINLOG_FOR(PASS, ORINLOG_INFO, "no 'connections' found cause there are no contacts");
-        return PageResult::endOfPass;
+        return false;
     }
     syncPersons(sync, connections, googleGroup);
 
@@ -236,16 +231,16 @@ PageResult syncPage(SyncContext& sync, GoogleConnector* gContext, const char* go
     if (isAborted(sync)) {
         ORINLOG_FOR(PASS, ORINLOG_ERROR, "abort sync by user contactGrpId=%d", sync.contactGroupId);
     }
-    return PageResult::done;
+    return true;
 }
 
-// Runs the pages. Returns false when the pass ends without looking for vanished contacts. A rate limit on the first
-// page leaves the token empty and so counts as the end of the listing.
+// Runs the pages; returns what the last one did. A rate limit on the first page leaves the token empty and so counts as
+// the end of the listing.
 bool syncPages(SyncContext& sync, GoogleConnector* gContext, const char* googleGroup) {
     char pageToken[PAGE_TOKEN_SIZE] = "";
     uint32_t pageCounter = 0;
     do {
-        if (syncPage(sync, gContext, googleGroup, pageToken, pageCounter) == PageResult::endOfPass) {
+        if (!syncPage(sync, gContext, googleGroup, pageToken, pageCounter)) {
             return false;
         }
     } while (pageToken[0] != '\0' && !isAborted(sync));

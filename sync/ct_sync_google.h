@@ -52,6 +52,14 @@ struct SyncContext {
 [[nodiscard]] uint16_t orin_google_sync(GoogleConnector* gContext, DbContext* dbContext, uint16_t contactGroupId,
                                         const char* googleGroup, const volatile uint8_t* abortFlag);
 
+// Keeps a code when it is the first one; CT_SYNC_CAPACITY always wins. Codes of the database library are kept in 16
+// bits.
+inline void ct_recordError(SyncContext& sync, int code) {
+    if (sync.lastError == 0 || code == CT_SYNC_CAPACITY) {
+        sync.lastError = static_cast<uint16_t>(code);
+    }
+}
+
 // Brings one detail of a contact into line with a member of a person's entry.
 //   entry              json-c object, may be nullptr (no value)
 //   alternativeMember  asked when `member` is absent; may be nullptr

@@ -49,7 +49,6 @@ struct Run {
     DbContext databases;
     GoogleConnector* connector;
     GoogleServerConf account;
-    JsonObject tokens;
     uint16_t lastError;
 };
 
@@ -169,9 +168,9 @@ bool openAccount(Run& run) {
 // Waits for the user to confirm the device code; without a token the run goes on with the stored one.
 void finishDeviceAuthorisation(Run& run) {
     const Arguments& arguments = run.arguments;
-    run.tokens.reset(
+    const JsonObject tokens(
         orin_pollForTokens(run.connector, arguments.deviceCode, arguments.expiresIn, arguments.interval, &abortFlag));
-    const char* refreshToken = orin_jsonObjectGetString(run.tokens.get(), "refresh_token");
+    const char* refreshToken = orin_jsonObjectGetString(tokens.get(), "refresh_token");
     if (refreshToken == nullptr) {
         return;
     }
@@ -263,7 +262,6 @@ int main(int argc, char** argv) {
     }
     runAccount(run);
 
-    run.tokens.reset();
     orin_destroyGoogleConnector(run.connector);
     orindb_closeAllDbs(&run.databases);
     orin_curl_closeConnections();

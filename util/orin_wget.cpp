@@ -88,7 +88,7 @@ size_t noteHeader(char* data, size_t size, size_t count, void*) {
     const std::string_view line(data, size * count);
     if (line.starts_with("HTTP/")) {
         const size_t length = std::min(line.find_first_of(LINE_END), line.size());
-        ORINLOG(ORINLOG_DEBUG, "%s: %.*s", REQUEST, static_cast<int>(length), data);
+        ORINLOG_FOR(REQUEST, ORINLOG_DEBUG, "%.*s", static_cast<int>(length), data);
     }
     return line.size();
 }
@@ -113,7 +113,8 @@ int trace(CURL* curl, curl_infotype kind, char* data, size_t size, void*) {
     return 0;
 }
 
-// An empty proxy also keeps libcurl from taking one from the environment.
+// An empty proxy also keeps libcurl from taking one from the environment; nor has the environment a say in what goes
+// without the proxy.
 void setProxy(Setup& setup, uint8_t proxyMode) {
     OrinProxySettings settings;
     if (proxyMode != ORIN_PROXY_OFF) {
@@ -123,6 +124,7 @@ void setProxy(Setup& setup, uint8_t proxyMode) {
     std::array<char, ORIN_PROXY_ADDRESS_SIZE> address{};
     orin_getProxyAddress(&settings, address.data(), address.size());
     set(setup, CURLOPT_PROXY, address.data());
+    set(setup, CURLOPT_NOPROXY, "");
     if (address[0] != '\0' && settings.userName[0] != '\0') {
         set(setup, CURLOPT_PROXYUSERNAME, settings.userName);
         set(setup, CURLOPT_PROXYPASSWORD, settings.password);
@@ -146,7 +148,7 @@ void setTls(Setup& setup, const char* caLocation) {
 void setUpload(Setup& setup, const OrinCurlExtra& extra) {
     struct stat status {};
     if (extra.upload == nullptr || fstat(fileno(extra.upload), &status) != 0 || !S_ISREG(status.st_mode)) {
-        ORINLOG(ORINLOG_ERROR, "%s: Error. Cant read params.", REQUEST);
+        ORINLOG_FOR(REQUEST, ORINLOG_ERROR, "Error. Cant read params.");
         setup.result = CURLE_READ_ERROR;
         return;
     }
@@ -173,14 +175,14 @@ void setMethod(Setup& setup, const OrinCurlRequest& request, const OrinCurlExtra
 void setCredentials(Setup& setup, const OrinCurlRequest& request) {
     const bool isBasic = request.authType == ORIN_AUTH_BASIC;
     set(setup, CURLOPT_HTTPAUTH, static_cast<long>(isBasic ? CURLAUTH_BASIC : CURLAUTH_DIGEST));
-    ORINLOG(ORINLOG_EDEBUG, "%s: Authentifizierung: %s", REQUEST, isBasic ? "CURLAUTH_BASIC" : "CURLAUTH_DIGEST");
+    ORINLOG_FOR(REQUEST, ORINLOG_EDEBUG, "Authentifizierung: %s", isBasic ? "CURLAUTH_BASIC" : "CURLAUTH_DIGEST");
     CURLcode result = curl_easy_setopt(setup.curl, CURLOPT_USERNAME, request.userName);
     if (result != CURLE_OK) {
-        ORINLOG(ORINLOG_DEBUG, "%s: %i Username (%s) setzen hat nicht geklappt. ", REQUEST, result, request.userName);
+        ORINLOG_FOR(REQUEST, ORINLOG_DEBUG, "%i Username (%s) setzen hat nicht geklappt. ", result, request.userName);
     }
     result = curl_easy_setopt(setup.curl, CURLOPT_PASSWORD, request.password);
     if (result != CURLE_OK) {
-        ORINLOG(ORINLOG_DEBUG, "%s: %i Passwort (%s) setzen hat nicht geklappt. ", REQUEST, result, "***");
+        ORINLOG_FOR(REQUEST, ORINLOG_DEBUG, "%i Passwort (%s) setzen hat nicht geklappt. ", result, "***");
     }
 }
 
@@ -195,10 +197,10 @@ void setAuthentication(Setup& setup, const OrinCurlRequest& request) {
         case ORIN_AUTH_BEARER:
             set(setup, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BEARER));
             set(setup, CURLOPT_XOAUTH2_BEARER, request.password);
-            ORINLOG(ORINLOG_EDEBUG, "%s: Authentifizierung: BEARER", REQUEST);
+            ORINLOG_FOR(REQUEST, ORINLOG_EDEBUG, "Authentifizierung: BEARER");
             break;
         default:
-            ORINLOG(ORINLOG_ERROR, "%s: Unbekanntes Authentifizierungsverfahren: %u", REQUEST, request.authType);
+            ORINLOG_FOR(REQUEST, ORINLOG_ERROR, "Unbekanntes Authentifizierungsverfahren: %u", request.authType);
             break;
     }
 }
@@ -249,17 +251,17 @@ void logFailure(const OrinCurlRequest& request, CURLcode result, const char* det
         result == CURLE_SSL_CACERT_BADFILE) {
         recordTlsFailure(request.url, code, detail);
     }
-    ORINLOG(ORINLOG_ERROR, "%s: %s (%u: %s) destination: %s timeout: %u typ: %i (%s) proxy: %i (%s)", REQUEST, detail,
-            code, curl_easy_strerror(result), request.url, request.timeout, request.method, methodName(request.method),
-            request.proxyMode, request.proxyMode == ORIN_PROXY_OFF ? "OFF" : "AUTO");
+    ORINLOG_FOR(REQUEST, ORINLOG_ERROR, "%s (%u: %s) destination: %s timeout: %u typ: %i (%s) proxy: %i (%s)", detail,
+                code, curl_easy_strerror(result), request.url, request.timeout, request.method,
+                methodName(request.method), request.proxyMode, request.proxyMode == ORIN_PROXY_OFF ? "OFF" : "AUTO");
 }
 
 CURLcode perform(CURL* curl) {
     const CURLcode result = curl_easy_perform(curl);
-    ORINLOG(ORINLOG_EDEBUG, "%s: Curl perform result: %u", REQUEST, static_cast<unsigned>(result));
+    ORINLOG_FOR(REQUEST, ORINLOG_EDEBUG, "Curl perform result: %u", static_cast<unsigned>(result));
     long status = 0;
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-    ORINLOG(ORINLOG_EDEBUG, "%s: HTTP Code: %lu", REQUEST, static_cast<unsigned long>(status));
+    ORINLOG_FOR(REQUEST, ORINLOG_EDEBUG, "HTTP Code: %lu", static_cast<unsigned long>(status));
     return result;
 }
 

@@ -1,6 +1,7 @@
 // HTTP(S) requests through libcurl: one request with everything it takes, and the download of an address into a file.
 //
-// Servers must show a certificate that the PBX trusts; nothing here can turn that off. Requests are logged under
+// An https server must show a certificate that the PBX trusts; nothing here can turn that off. Plain http, also behind
+// a redirect, has none. Requests are logged under
 // ORINLOG_CAT_WGET, TLS failures also under ORINLOG_CAT_TLS. REQUIRES: curl_global_init has been called.
 #pragma once
 
@@ -34,8 +35,8 @@ constexpr uint8_t ORIN_AUTH_BEARER = 3;
 // One request. The texts are the caller's and stay valid for the call.
 struct OrinCurlRequest {
     const char* url = nullptr;
-    uint32_t connectTimeout = 0;  // seconds; 0 is libcurl's default of five minutes
-    uint32_t timeout = 0;         // seconds for the whole transfer; 0 is no limit
+    uint32_t connectTimeout = 0;  // seconds; 0 is libcurl's default of five minutes; at most 2147483
+    uint32_t timeout = 0;         // seconds for the whole transfer; 0 is no limit; at most 2147483
     uint8_t method = ORIN_HTTP_GET;
     uint8_t proxyMode = ORIN_PROXY_OFF;
     uint8_t authType = ORIN_AUTH_NONE;

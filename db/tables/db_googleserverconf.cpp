@@ -40,6 +40,7 @@ constexpr std::array COLUMNS{
 };
 
 constexpr int BASE = 10;
+constexpr double ID_RANGE = 99.0;
 // An imported text keeps at most this many characters.
 constexpr size_t MAX_IMPORTED_TEXT = 511;
 
@@ -55,12 +56,6 @@ int prepareImport(DbContext* /*dbContext*/, OrindbImportRow& row) {
     }
     const bool hasToken = !orindb_importIsEmpty(orindb_importValue(row, "refreshToken"));
     return hasToken ? ORINDB_OK : orindb_setImportNumber(row, "needsNewAuth", 1);
-}
-
-uint8_t drawAccountId() {
-    constexpr double RANGE = 99.0;
-    constexpr double RAND_RANGE = 2147483647.0;
-    return static_cast<uint8_t>(static_cast<int>(rand() * RANGE / RAND_RANGE) + 1);
 }
 
 void setToCurrentHour(char (&field)[GOOGLE_CONF_TIME_SIZE]) {
@@ -119,7 +114,7 @@ int groupsOfAllAccounts(DbContext* dbContext, uint32_t* groupBits) {
 }
 
 // A contact of a group that is removed loses all its groups, not only this one: what the group's account brought must
-// not live on in another group.
+// not live on in another group. So the groups that accounts feed matter for group 0 alone.
 int clearGroup(DbContext* dbContext, int32_t contactGroupId) {
     uint32_t fedGroups = 0;
     int result = groupsOfAllAccounts(dbContext, &fedGroups);
@@ -150,7 +145,7 @@ int db_createGoogleServerConfTable(DbContext* dbContext) {
 
 int db_initGoogleServerConf(GoogleServerConf* record) {
     if (record == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     *record = {};
     return ORINDB_OK;
@@ -178,7 +173,7 @@ int orindb_getallDbGoogleServerConf(DbContext* dbContext, GoogleServerConf** rec
 
 int db_getGoogleServerConfSummaries(DbContext* dbContext, GoogleServerConfSummary** summaries, uint16_t* count) {
     if (summaries == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     *summaries = nullptr;
     *count = 0;
@@ -212,7 +207,7 @@ int db_getGoogleServerConfSummaries(DbContext* dbContext, GoogleServerConfSummar
 
 int db_replaceGoogleServerConf(DbContext* dbContext, GoogleServerConf* record) {
     if (record == nullptr || record->googleAccountId == 0) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     if (strcmp(record->googleGroup, "0") == 0) {
         record->googleGroup[0] = '\0';
@@ -241,17 +236,17 @@ int db_saveGoogleServerConf(DbContext* dbContext, GoogleServerConf* record) {
 int db_addGoogleServerConf(DbContext* dbContext, const char* accountname, const char* serverusername,
                            const char* refreshToken, uint8_t serveractiv, GoogleServerConf* record) {
     if (record == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     Transaction transaction(dbContext, ORINDB_KONFIG);
     if (transaction.begun() != ORINDB_OK) {
         return transaction.begun();
     }
     // A missing row is no error, so that the first id is taken even when an account has it: accounts are few, and other
-    // programs rely on the id being drawn once.
+    // programs rely on the id being drawn once. Only a read that fails draws again, for as long as it fails.
     GoogleServerConf existing{};
     do {
-        record->googleAccountId = drawAccountId();
+        record->googleAccountId = static_cast<uint8_t>(orindb_drawNumber(ID_RANGE));
     } while (db_getDbGoogleServerConf(dbContext, record->googleAccountId, &existing) != ORINDB_OK);
     orin_strncpy(record->accountname, accountname);
     orin_strncpy(record->serverusername, serverusername);
@@ -266,7 +261,7 @@ int db_setGoogleServerConf(DbContext* dbContext, const char* accountname, const 
                            const char* googleGroup, int32_t updateinterval, const char* lastupdatetime,
                            uint8_t serveractiv, GoogleServerConf* record) {
     if (record == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     Transaction transaction(dbContext, ORINDB_KONFIG);
     if (transaction.begun() != ORINDB_OK) {

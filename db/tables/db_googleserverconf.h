@@ -77,11 +77,11 @@ int db_initGoogleServerConf(GoogleServerConf* record);
 [[nodiscard]] int db_setNeedsNewAuth(DbContext* dbContext, uint8_t googleAccountId, uint8_t value);
 
 // Removes an account. Contacts of its group that came from Google leave the group, and go when that was their last one;
-// contacts entered on the PBX stay. One transaction.
+// contacts entered on the PBX stay. No message tells of these contacts. One transaction.
 [[nodiscard]] int db_removeDbGoogleServerConf(DbContext* dbContext, uint8_t googleAccountId);
 
-// Removes the accounts of a contact group and takes all bits from the group's contacts; a contact that no account feeds
-// any more goes. One transaction.
+// Removes the accounts of a contact group and all contacts of the group, whatever other groups they are in and whether
+// or not they came from Google. One transaction.
 [[nodiscard]] int db_removeDbGoogleServerConfCtg(DbContext* dbContext, int32_t contactGroupId);
 
 // Removes every account whose contact group does not exist.

@@ -29,33 +29,23 @@ constexpr std::array COLUMNS{
 
 // Ids are drawn from 1 to 99999 and keep their low 16 bits: drawn so since the first PBX, and other programs do the
 // same.
-uint16_t drawContactId() {
-    constexpr double RANGE = 99998.0;
-    constexpr double RAND_RANGE = 2147483647.0;
-    const auto drawn = static_cast<uint32_t>(rand() * RANGE / RAND_RANGE);
-    return static_cast<uint16_t>(drawn + 1);
-}
+constexpr double ID_RANGE = 99998.0;
 
 // Draws until an id is free; 0 is no contact. Returns ORINDB_NOT_FOUND with the free id, or the code of a failed read.
 int drawFreeContactId(DbContext* dbContext, uint16_t* contactId) {
     int result = ORINDB_OK;
     while (result == ORINDB_OK) {
-        *contactId = drawContactId();
+        *contactId = static_cast<uint16_t>(orindb_drawNumber(ID_RANGE));
         Contact existing{};
         result = *contactId == 0 ? ORINDB_OK : orindb_getKontakt(dbContext, *contactId, &existing);
     }
     return result;
 }
 
-int deleteContactRow(DbContext* dbContext, uint16_t contactId) {
-    const DeleteText sql("DELETE FROM %s WHERE ContactId=%i", NAME, contactId);
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, "orindb_removeCt");
-}
-
 int removeContactRows(DbContext* dbContext, uint16_t contactId) {
     int result = orindb_removeKwTnOfKwId(dbContext, contactId);
     if (result == ORINDB_OK) {
-        result = deleteContactRow(dbContext, contactId);
+        result = orindb_deleteByNumber(dbContext, ORINDB_CONTACT_TABLE, "ContactId", contactId, "orindb_removeCt");
     }
     if (result == ORINDB_OK) {
         result = orindb_removeCtd(dbContext, contactId);
@@ -97,9 +87,7 @@ int orindb_createKontaktTable(DbContext* dbContext) {
 }
 
 int orindb_getKontakt(DbContext* dbContext, uint16_t contactId, Contact* contact) {
-    const OrindbTable& table = ORINDB_CONTACT_TABLE;
-    const SelectText sql("SELECT %s FROM %s WHERE contactId=%i", table.columnList, table.name, contactId);
-    return orindb_selectOne(dbContext, table, sql.get(), contact, __func__);
+    return orindb_selectByNumber(dbContext, ORINDB_CONTACT_TABLE, "contactId", contactId, contact, __func__);
 }
 
 int orindb_getContactArray(DbContext* dbContext, Contact** contacts, uint32_t* count, const char* whereFormat, ...) {
@@ -137,7 +125,7 @@ uint16_t orindb_getContactIdByResourceName(DbContext* dbContext, const char* res
 
 int orindb_createContact(DbContext* dbContext, uint32_t contactGrpBitfield, int32_t /*reserved*/, Contact* contact) {
     if (contact == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     Transaction transaction(dbContext, ORINDB_KONFIG);
     if (transaction.begun() != ORINDB_OK) {
@@ -180,7 +168,7 @@ int orindb_removeCt(DbContext* dbContext, uint16_t contactId) {
 
 int orindb_getNumberofallContact(DbContext* dbContext, uint32_t* count, uint16_t subscriberId) {
     if (count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     *count = 0;
     if (subscriberId == 0) {
@@ -192,7 +180,7 @@ int orindb_getNumberofallContact(DbContext* dbContext, uint32_t* count, uint16_t
 
 int orindb_getContactCountOfContactGroup(DbContext* dbContext, uint32_t groupMask, uint16_t leftOut, uint32_t* count) {
     if (count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     return orindb_getRowCount(dbContext, ORINDB_KONFIG, count, NAME,
                               "WHERE contactGrpBitfield & %u > 0 AND contactId<>%i", groupMask, leftOut);
@@ -201,7 +189,7 @@ int orindb_getContactCountOfContactGroup(DbContext* dbContext, uint32_t groupMas
 int orindb_getContactCountVisibleToTn(DbContext* dbContext, uint32_t groupMask, uint32_t* count,
                                       uint16_t subscriberId) {
     if (count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     *count = 0;
     return subscriberId == 0 ? orindb_getContactCountOfContactGroup(dbContext, groupMask, 0, count)
@@ -226,6 +214,8 @@ int orindb_findContactInArray(const Contact* contacts, uint32_t count, uint16_t 
         }
         if (contactId < found) {
             high = static_cast<int16_t>(probe - 1);
+        } else if (probe == INT16_MAX) {
+            return -1;
         } else {
             low = static_cast<int16_t>(probe + 1);
         }

@@ -52,7 +52,7 @@ enum class ContactChange : uint8_t { created = 1, changed = 2, removed = 3 };
 [[nodiscard]] int orindb_replaceKontakt(DbContext* dbContext, const Contact* contact);
 
 // Removes a contact with its details, its speed-dial assignments and its CallThrough row, all or nothing, and sends
-// message 1101. Always returns 0: a failure is only logged.
+// message 1101 if it was in a group. Always returns 0: a failure is only logged.
 int orindb_removeCt(DbContext* dbContext, uint16_t contactId);
 
 // Counts the phone-book contacts of all groups together (subscriberId 0), or those in a group that the subscriber may

@@ -101,7 +101,7 @@ int orindb_getContactDetailArrayOfContact(DbContext* dbContext, uint16_t contact
 int orindb_getContactDetailArrayAndHashTable(DbContext* dbContext, uint16_t contactId, ContactDetail** details,
                                              uint32_t* count, OrinHashTable* table) {
     if (table == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     const OrindbTable& described = ORINDB_CONTACT_DETAIL_TABLE;
     // A synchronisation comes here for every person. A contact has a key once at most: DISTINCT would only cost time.
@@ -121,7 +121,7 @@ int orindb_getContactDetailArrayAndHashTable(DbContext* dbContext, uint16_t cont
 
 int orindb_saveContactDetail(DbContext* dbContext, ContactDetail* detail) {
     if (detail == nullptr || detail->contactId == 0) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     orin_utf8_fix_tail(detail->value);
     if (detail->value[0] == '\0') {
@@ -133,7 +133,7 @@ int orindb_saveContactDetail(DbContext* dbContext, ContactDetail* detail) {
 
 int orindb_createCtD(DbContext* dbContext, uint16_t contactId, int32_t key, const char* value, ContactDetail* work) {
     if (work == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     work->contactId = contactId;
     work->key = key;
@@ -147,6 +147,5 @@ int orindb_removeCtdes(DbContext* dbContext, uint16_t contactId, int32_t key) {
 }
 
 int orindb_removeCtd(DbContext* dbContext, uint16_t contactId) {
-    const DeleteText sql("DELETE FROM %s WHERE contactId=%i", NAME, contactId);
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+    return orindb_deleteByNumber(dbContext, ORINDB_CONTACT_DETAIL_TABLE, "contactId", contactId, __func__);
 }

@@ -2,8 +2,6 @@
 
 #include <libintl.h>
 
-#include <cinttypes>
-
 #include "orin_stringutils.h"
 
 namespace {
@@ -62,7 +60,7 @@ int orindb_getContactGroup(DbContext* dbContext, uint32_t contactGroupId, Contac
 
 int orindb_saveContactGroup(DbContext* dbContext, const ContactGroup* group) {
     if (group == nullptr || group->contactGroupId == 0) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     return orindb_saveRecord(dbContext, ORINDB_CONTACT_GROUP_TABLE, group);
 }

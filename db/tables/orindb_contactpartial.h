@@ -19,7 +19,7 @@ struct ContactPartial {
 };
 
 // Reads list rows, by default ordered by phoneNr1. The formatted text (at most 511 characters) is a WHERE and/or ORDER
-// BY clause; the contact's table is "c", the columns have the names of the fields. Returns 0 or a code. The array is
-// the caller's, released with free(); nullptr when empty. The count ends at 65535.
+// BY clause; the contact's table is "c" (a WHERE needs c.contactId), the other columns have the names of the fields.
+// Returns 0 or a code. The array is the caller's, released with free(); nullptr when empty. The count ends at 65535.
 [[nodiscard]] int orindb_getContactPartialsArray(DbContext* dbContext, ContactPartial** partials, uint16_t* count,
                                                  const char* whereFormat, ...) __attribute__((format(printf, 4, 5)));

@@ -86,7 +86,7 @@ int orindb_getContactDetailArrayByFamilyName(DbContext* dbContext, const char* v
 int orindb_searchContactsByName(DbContext* dbContext, const char* searchText, ContactDetail** details,
                                 uint32_t* count) {
     if (searchText == nullptr || details == nullptr || count == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     const Search search{dbContext, details, count};
     switch (searchText[0]) {

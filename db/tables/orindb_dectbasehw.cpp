@@ -22,11 +22,7 @@ constexpr std::array COLUMNS{
     ORINDB_COLUMN(DectBaseHw, name),         ORINDB_COLUMN(DectBaseHw, anmeldeModus),
 };
 
-uint16_t drawId() {
-    constexpr double RANGE = 9998.0;
-    constexpr double RAND_RANGE = 2147483647.0;
-    return static_cast<uint16_t>(static_cast<int>(rand() * RANGE / RAND_RANGE) + 1);
-}
+constexpr double ID_RANGE = 9998.0;
 
 // Gives the record the id of the base in the same place, or a free one.
 int assignId(DbContext* dbContext, DectBaseHw* base) {
@@ -39,7 +35,7 @@ int assignId(DbContext* dbContext, DectBaseHw* base) {
         return result;
     }
     do {
-        base->dectBaseHwId = drawId();
+        base->dectBaseHwId = static_cast<uint16_t>(orindb_drawNumber(ID_RANGE));
         result = orindb_getDectBaseHw(dbContext, base->dectBaseHwId, &existing);
     } while (result == ORINDB_OK);
     return result == ORINDB_NOT_FOUND ? ORINDB_OK : result;
@@ -73,9 +69,6 @@ int orindb_getDectBaseHw(DbContext* dbContext, uint16_t dectBaseHwId, DectBaseHw
 }
 
 int getDectBaseHwBySlotAndPort(DbContext* dbContext, uint16_t slot, uint16_t port, DectBaseHw* base) {
-    if (base == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
-    }
     const OrindbTable& table = ORINDB_DECT_BASE_HW_TABLE;
     const SelectText sql("SELECT %s FROM %s WHERE slot=%i AND port=%i", table.columnList, table.name, slot, port);
     // No key keeps two bases from one place: the last one counts.
@@ -101,7 +94,7 @@ int orindb_getDectBaseHwWithoutTn(DbContext* dbContext, DectBaseHw** bases, uint
 
 int orindb_saveDectBaseHw(DbContext* dbContext, DectBaseHw* base) {
     if (base == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     Transaction transaction(dbContext, ORINDB_KONFIG);
     int result = transaction.begun();

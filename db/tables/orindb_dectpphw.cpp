@@ -49,7 +49,7 @@ int orindb_createDectPpHwForDectBaseHw(DbContext* dbContext, uint16_t dectBaseHw
 
 int orindb_saveDectPpHw(DbContext* dbContext, const DectPpHw* place) {
     if (place == nullptr || place->dectBaseHwId == 0) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     return orindb_saveRecord(dbContext, ORINDB_DECT_PP_HW_TABLE, place);
 }

@@ -1,7 +1,5 @@
 #include "orindb_gesprdat.h"
 
-#include <cinttypes>
-
 namespace {
 
 constexpr char NAME[] = "GesprDat";
@@ -52,7 +50,7 @@ int orindb_getGesprDatAll(DbContext* dbContext, GesprDat** calls, uint16_t* coun
 
 int orindb_saveGesprDat(DbContext* dbContext, GesprDat* call) {
     if (call == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     Transaction transaction(dbContext, ORINDB_CALL_RECORDS);
     int result = transaction.begun();

@@ -1,18 +1,20 @@
 // A whole database as an XML file and back. A database file of another version is converted by way of it: exported, and
 // imported into the tables of this version.
 //
-//   <orindb database="0" version="1987" minorVersion="6">                        the version of the program that
-//   exports
+//   <orindb database="0" version="1987" minorVersion="6">
 //     <Contact_table schema="CREATE TABLE Contact ...">
-//       <Contact><contactId type="integer">4711</contactId><contactGrpBitfield
-//       type="integer">2</contactGrpBitfield></Contact>
+//       <Contact>
+//         <contactId type="integer">4711</contactId>
+//         <contactGrpBitfield type="integer">2</contactGrpBitfield>
+//       </Contact>
 //     </Contact_table>
 //     <schema_index table="Contact">CREATE INDEX ...</schema_index>
 //   </orindb>
 //
-// A value without a type is a text; the types are "integer", "real" (hexadecimal, so that no bit is lost), "null" and
-// "blob". A text or schema that XML cannot hold, and every blob, is Base64 (encoding="base64"). A character of a
-// table's or column's name that cannot stand in an element's name is written as its bytes, "_x20_" for a blank.
+// The version is that of the program that exports; between a row's values stands no white space. A value without a type
+// is a text; the types are "integer", "real" (hexadecimal, so that no bit is lost), "null" and "blob". A text or schema
+// that XML cannot hold, and every blob, is Base64 (encoding="base64"). A character of a table's or column's name that
+// cannot stand in an element's name is written as its bytes, "_x20_" for a blank.
 //
 // Both directions work row by row; memory grows with the largest row, not with the file. All functions return 0,
 // ORINDB_INVALID_PARAMETER, or another code of a failure; what went wrong is in the log (ORINLOG_CAT_DB, level 1), for

@@ -1,6 +1,5 @@
 #include "orindb_xml_element.h"
 
-#include <array>
 #include <cstring>
 
 #include "orin_base64.h"
