@@ -2,6 +2,11 @@
 # For scripts that run within the sandbox, to be sourced: the stand-in of Google as a process of theirs, with the pid
 # $google.
 
+# require_sandbox: ends a script that script/sandbox has not started, before it works on the machine's own /data.
+require_sandbox() {
+    [ -n "${ORIN_LOGGER_DIR-}" ] || { echo "$0: --within is for script/sandbox only" >&2 && exit 2; }
+}
+
 # start_google FOLDER [ARG...]: starts it and waits until it listens. FOLDER/log gets its requests. Returns 1, with a
 # word on standard error, when it does not come up.
 start_google() {
