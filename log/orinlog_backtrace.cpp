@@ -12,6 +12,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <string_view>
 
 #include "orinlog.h"
@@ -185,9 +186,10 @@ void backtraceSignalHandler(int /*signal*/, siginfo_t* info, void* /*machineCont
 int orinlog_registerBacktrace(uint32_t category, uint32_t level) {
     dumpCategory.store(category);
     dumpLevel.store(level);
-    // The first call loads the unwinder, which allocates: done here, it is not done in the handler.
+    // The first call of each allocates, to load the unwinder and the time zone: done here, not in the handler.
     std::array<void*, 1> warmUp{};
     backtrace(warmUp.data(), 1);
+    tzset();
 
     struct sigaction action {};
     action.sa_sigaction = backtraceSignalHandler;

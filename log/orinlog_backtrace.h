@@ -9,5 +9,6 @@
 [[nodiscard]] int orinlog_registerBacktrace(uint32_t category, uint32_t level);
 
 // Logs a line of '=', then process, thread and up to 80 return addresses of the thread it runs in, and passes the
-// signal on to the other threads, which add theirs. Its own errors go to ORINLOG_CAT_BACKTRACE. Allocates nothing.
+// signal on to the other threads, which add theirs. Its own errors go to ORINLOG_CAT_BACKTRACE. After
+// orinlog_registerBacktrace it allocates nothing.
 void backtraceSignalHandler(int signal, siginfo_t* info, void* machineContext);

@@ -1,9 +1,10 @@
-// What the logging facility holds for the length of a block: errno and a mutex.
+// What the logging facility holds for the length of a block: errno, a mutex and SIGQUIT.
 #pragma once
 
 #include <pthread.h>
 
 #include <cerrno>
+#include <csignal>
 
 #include "orinlog_level_user.h"
 
@@ -41,4 +42,24 @@ class MutexLock {
   private:
     pthread_mutex_t* mutex_;
     bool held_;
+};
+
+// Keeps this thread's SIGQUIT waiting. Goes around what takes the C library's lock of the time zone (localtime_r): the
+// dump's own lines may need the local time and would wait for ever for a lock that the code they interrupt holds.
+class HoldQuitSignal {
+  public:
+    HoldQuitSignal() {
+        sigset_t quit;
+        sigemptyset(&quit);
+        sigaddset(&quit, SIGQUIT);
+        pthread_sigmask(SIG_BLOCK, &quit, &before_);
+    }
+    ~HoldQuitSignal() {
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+    HoldQuitSignal(const HoldQuitSignal&) = delete;
+    HoldQuitSignal& operator=(const HoldQuitSignal&) = delete;
+
+  private:
+    sigset_t before_{};
 };

@@ -4,7 +4,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <ctime>
 
@@ -90,10 +89,20 @@ uint32_t* currentLevels(OrinlogLevelMem* memory) {
     return levels;
 }
 
+void setDisabled(OrinlogDevice* device, uint8_t disabled) {
+    if (device != nullptr) {
+        const MutexLock lock(&device->mutex, OrinlogWait::asLongAsNeeded);
+        device->disabled.store(disabled);
+    }
+}
+
 }  // namespace
 
 uint32_t* orinlog_level_mem_init(OrinlogLevelMem* memory, OrinlogWait wait) {
     const KeepErrno keepErrno;
+    if (memory == nullptr) {
+        return nullptr;
+    }
     {
         const MutexLock lock(&memory->mutex, wait);
         if (!lock.held()) {
@@ -171,7 +180,7 @@ void orinlog_copyLevels(OrinlogLevelMem* destination, OrinlogLevelMem* source) {
 
 int orinlog_openDevice(OrinlogDevice* device, OrinlogWait wait) {
     const KeepErrno keepErrno;
-    if (device->disabled.load() != 0) {
+    if (device == nullptr || device->disabled.load() != 0) {
         return -1;
     }
     if (device->open.load(std::memory_order_acquire) != 0) {
@@ -198,11 +207,9 @@ int orinlog_openDevice(OrinlogDevice* device, OrinlogWait wait) {
 }
 
 void orinlog_disableDevice(OrinlogDevice* device) {
-    const MutexLock lock(&device->mutex, OrinlogWait::asLongAsNeeded);
-    device->disabled.store(1);
+    setDisabled(device, 1);
 }
 
 void orinlog_enableDevice(OrinlogDevice* device) {
-    const MutexLock lock(&device->mutex, OrinlogWait::asLongAsNeeded);
-    device->disabled.store(0);
+    setDisabled(device, 0);
 }

@@ -3,7 +3,8 @@
 // The wanted level of every category lives in memory that the kernel logger module shares with all processes, so an
 // administrator turns one category up or down for the whole PBX at once. A process maps that memory on first use; as
 // long as it cannot, only errors are enabled. Records go to the logger device, else to the terminal, else to the
-// console. Nothing has to be initialised, nothing is ever closed, and no function here changes errno.
+// console. Nothing has to be initialised, nothing is ever closed, and no function here changes errno. A missing memory
+// or device counts as one that cannot be had.
 #pragma once
 
 #include <pthread.h>
@@ -54,9 +55,9 @@ enum class OrinlogWait : uint8_t { no, asLongAsNeeded };
 // A layout or category list that differs from this program's is reported once, under ORINLOG_CAT_ORINLOG, and used.
 uint32_t* orinlog_level_mem_init(OrinlogLevelMem* memory, OrinlogWait wait);
 
-// True when a record of this category and level is wanted. Maps the process's own memory on first use; after that it
-// costs a few loads. Without memory exactly the levels up to ORINLOG_ERROR are enabled; a failed attempt to map is
-// repeated after a second at the earliest.
+// True when a record of this category and level is wanted. Maps the process's own memory on first use; once that is
+// mapped it costs a few loads. Without memory exactly the levels up to ORINLOG_ERROR are enabled; mapping is attempted
+// at most once in each second of the clock.
 [[nodiscard]] bool orinlog_levelEnabled(OrinlogLevelMem* memory, uint32_t category, uint32_t level);
 
 // Sets the threshold of all categories, or of one. Without memory, or for a category above 624, nothing happens.

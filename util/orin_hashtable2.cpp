@@ -1,6 +1,5 @@
 #include "orin_hashtable2.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 

@@ -1,8 +1,10 @@
 // The hash table: finds a word by a key, in slots whose number is chosen at creation and never changes.
 //
 // With OrinHashTableCopy::no the table stores the caller's key and value words as they are and compares keys by
-// identity; a number makes a good key. With OrinHashTableCopy::yes it owns copies of keys and values and compares keys
-// by content. A size of 0 means: a NUL-terminated text, of which a copy keeps at most 65,535 characters.
+// identity; a number makes a good key. Give it the size of a word: with key size 0 the words are still read as texts,
+// and the key words that share a slot are compared by content. With OrinHashTableCopy::yes the table owns copies of
+// keys and values and compares keys by content. A size of 0 means: a NUL-terminated text, of which a copy keeps at
+// most 65,535 characters.
 //
 // Functions return 0, or -1 on failure. A missing argument, and memory that runs out, is logged as an error under
 // ORINLOG_CAT_OTHER; a key or index that is not there is logged at level 4 (debug), being an ordinary answer. A put

@@ -41,19 +41,23 @@ void writeHex(const Digest& digest, char* out) {
     *out = '\0';
 }
 
-// Feeds the file's blocks to the digest. Returns 0, or -1 after logging on behalf of `function`.
-int digestFile(FILE* file, EVP_MD_CTX* context, const char* function) {
+// Digests the file block by block. Returns 0, or -1 after logging on behalf of `function`.
+int digestFile(FILE* file, Digest& digest, const char* function) {
+    const DigestContext context(EVP_MD_CTX_new());
+    bool digested = context && EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr) == 1;
     std::array<unsigned char, BLOCK_SIZE> block{};
     // A short block is the last one, or none because of an error.
     size_t count = block.size();
-    while (count == block.size()) {
+    while (digested && count == block.size()) {
         count = fread(block.data(), 1, block.size(), file);
-        if (EVP_DigestUpdate(context, block.data(), count) != 1) {
-            return -1;
-        }
+        digested = EVP_DigestUpdate(context.get(), block.data(), count) == 1;
     }
     if (ferror(file) != 0) {
-        ORINLOG(ORINLOG_ERROR, "%s: fread failed err=%s", function, strerror(errno));
+        ORINLOG_FOR(function, ORINLOG_ERROR, "fread failed err=%s", strerror(errno));
+        return -1;
+    }
+    if (!digested || EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) != 1) {
+        ORINLOG_FOR(function, ORINLOG_ERROR, "no digest");
         return -1;
     }
     return 0;
@@ -62,13 +66,14 @@ int digestFile(FILE* file, EVP_MD_CTX* context, const char* function) {
 }  // namespace
 
 int orin_MD5_GetHashOfString(const char* text, char* out) {
-    if (out == nullptr) {
-        return -1;
+    if (out != nullptr) {
+        *out = '\0';
     }
-    *out = '\0';
     Digest digest{};
-    if (text == nullptr || EVP_Digest(text, strlen(text), digest.data(), nullptr, EVP_md5(), nullptr) != 1) {
-        ORINLOG_FN(ORINLOG_ERROR, "no digest of text=%p", static_cast<const void*>(text));
+    if (text == nullptr || out == nullptr ||
+        EVP_Digest(text, strlen(text), digest.data(), nullptr, EVP_md5(), nullptr) != 1) {
+        ORINLOG_FN(ORINLOG_ERROR, "no digest of text=%p out=%p", static_cast<const void*>(text),
+                   static_cast<void*>(out));
         return -1;
     }
     writeHex(digest, out);
@@ -77,6 +82,7 @@ int orin_MD5_GetHashOfString(const char* text, char* out) {
 
 int orin_MD5_GetHashOfFile(const char* path, char* out) {
     if (out == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "out == NULL");
         return -1;
     }
     *out = '\0';
@@ -86,11 +92,8 @@ int orin_MD5_GetHashOfFile(const char* path, char* out) {
         return -1;
     }
     const File file(opened);
-    const DigestContext context(EVP_MD_CTX_new());
     Digest digest{};
-    if (!context || EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr) != 1 ||
-        digestFile(file.get(), context.get(), __func__) != 0 ||
-        EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) != 1) {
+    if (digestFile(file.get(), digest, __func__) != 0) {
         return -1;
     }
     writeHex(digest, out);

@@ -46,6 +46,7 @@ char* orin_strncpy(char* destination, const char* source, int32_t size) {
         return destination;
     }
     if (destination == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "destination == NULL");
         return nullptr;
     }
     const auto bytes = static_cast<size_t>(size);
@@ -72,6 +73,7 @@ int orin_copyAndReplaceString(const char* text, const char* filter, const char* 
     };
     if (text == nullptr || filter == nullptr || replacement == nullptr || destination == nullptr ||
         destinationSize == 0) {
+        ORINLOG_FN(ORINLOG_ERROR, "missing argument");
         return fail();
     }
     const char* match = findFilter(text, filter);
@@ -100,6 +102,7 @@ int orin_replaceString(char* text, uint32_t size, const char* filter, const char
 
 char* orin_dupAndReplaceString(const char* text, const char* filter, const char* replacement) {
     if (text == nullptr || filter == nullptr || replacement == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "missing argument");
         return nullptr;
     }
     // As if the text were nothing but filters. What stands between them may need more: the buffer then grows.
@@ -118,6 +121,7 @@ char* orin_dupAndReplaceString(const char* text, const char* filter, const char*
 
 int orin_replaceChar(char* text, char from, char to) {
     if (text == nullptr) {
+        ORINLOG_FN(ORINLOG_ERROR, "missing argument");
         return -1;
     }
     for (; *text != '\0'; text++) {

@@ -1,8 +1,8 @@
 // Copying and replacing in NUL-terminated texts.
 //
 // The bounded copy fills every fixed-size text field of the system's records; doubling quotes with the replacing copy
-// makes a text fit to stand between quotes in SQL. Functions that return int give 0, or -1 on failure. Memory that runs
-// out, and a destination that is too small, are logged as errors under ORINLOG_CAT_OTHER.
+// makes a text fit to stand between quotes in SQL. Functions that return int give 0, or -1 on failure. A missing
+// argument, memory that runs out and a destination that is too small are logged as errors under ORINLOG_CAT_OTHER.
 #pragma once
 
 #include <cstddef>
@@ -32,7 +32,7 @@ char* orin_strncpy_utf8(char (&destination)[N], const char* source) {
 // Copies `text` with every `filter` in it replaced, left to right and without overlap, to destination[destinationSize].
 // `destination` may be `text` itself, but must not overlap it otherwise. An empty filter is found nowhere.
 // Returns 0 when the result fits, and always when the filter does not occur: the text is then copied as far as it fits.
-// Returns -1 with the cut result, logged, when it does not fit; -1 with an empty destination (unless it is the text,
+// Returns -1, logged: with the cut result when it does not fit; with an empty destination (unless it is the text,
 // which then stays as it is) for a missing argument, a size of 0 (one byte is written all the same) and when memory
 // runs out.
 [[nodiscard]] int orin_copyAndReplaceString(const char* text, const char* filter, const char* replacement,
@@ -41,11 +41,11 @@ char* orin_strncpy_utf8(char (&destination)[N], const char* source) {
 // The same in place: `text` has room for `size` bytes.
 [[nodiscard]] int orin_replaceString(char* text, uint32_t size, const char* filter, const char* replacement);
 
-// The same into new storage, which the caller frees with free(). Returns nullptr for a missing argument and, logged,
+// The same into new storage, which the caller frees with free(). Returns nullptr, logged, for a missing argument and
 // when memory runs out.
 [[nodiscard]] char* orin_dupAndReplaceString(const char* text, const char* filter, const char* replacement);
 
-// Replaces every character `from` in place. Returns -1 for a missing text.
+// Replaces every character `from` in place. Returns -1, logged, for a missing text.
 int orin_replaceChar(char* text, char from, char to);
 
 // Lays a phone number of more than 8 characters out for reading, in place, as "(0 30 12) 34 56 789". `text` has room

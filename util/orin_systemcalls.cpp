@@ -114,7 +114,11 @@ int collect(int descriptor, orinStringBuffer* output) {
             result = orin_appendToStringBuffer(output, block.data(), static_cast<size_t>(length));
         }
     } while (length > 0 || (length < 0 && errno == EINTR));
-    return length < 0 ? -1 : result;
+    if (length < 0) {
+        ORINLOG(ORINLOG_ERROR, "read() failed: %s", strerror(errno));
+        return -1;
+    }
+    return result;
 }
 
 // The pipe's ends are closed on exec: only the copy that is the child's standard output reaches it.
@@ -127,7 +131,11 @@ int runAndCollect(const Command& command, orinStringBuffer* output) {
     const Descriptor readEnd(ends[0]);
     Descriptor writeEnd(ends[1]);
     FileActions actions;
-    const pid_t child = actions.sendOutputTo(writeEnd.get()) ? start(command, actions.get()) : -1;
+    if (!actions.sendOutputTo(writeEnd.get())) {
+        ORINLOG(ORINLOG_ERROR, "posix_spawn_file_actions_adddup2() failed! cmd: %s", command.text.data());
+        return ORIN_COMMAND_FAILED;
+    }
+    const pid_t child = start(command, actions.get());
     // The end of the output is seen only when nobody but the child can write.
     writeEnd.reset();
     if (child < 0) {

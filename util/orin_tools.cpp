@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "orinlog.h"
+#include "orinlog_guards.h"
 
 namespace {
 
@@ -35,8 +36,10 @@ void orin_sleep(uint32_t seconds, uint32_t nanoseconds) {
 
 void orin_getLocalTimeString(char* destination, size_t size) {
     if (destination == nullptr || size == 0) {
+        ORINLOG_FN(ORINLOG_ERROR, "destination=%p size=%zu", static_cast<void*>(destination), size);
         return;
     }
+    const HoldQuitSignal holdQuitSignal;
     const time_t now = time(nullptr);
     tm local{};
     if (localtime_r(&now, &local) == nullptr) {

@@ -27,8 +27,10 @@ struct OrinUtf8Character {
 
 enum class OrinCase : uint8_t { sensitive, insensitive };
 
-// The character that stands for all its case forms: simple case folding of Latin, Greek (but for the polytonic
-// letters), Cyrillic and Armenian. A character without case is returned as it is.
+// The character that stands for all its case forms: simple case folding of the Latin, Greek, Cyrillic and Armenian
+// letters up to U+0556 and of the Latin ones of U+1E00..U+1EFE (Latin Extended Additional). Every other character is
+// returned as it is, be it one with case, as in the later Latin and Cyrillic blocks, or a polytonic Greek or fullwidth
+// letter, or the Kelvin sign.
 [[nodiscard]] uint32_t orin_utf8_fold(uint32_t code);
 
 // Compares character by character, by code, `insensitive` by the folded code. Bytes that are no part of a character are

@@ -11,6 +11,7 @@
 #include "orindb_contact.h"
 #include "orindb_contactdetail.h"
 #include "orindb_importrow.h"
+#include "orinlog_guards.h"
 
 namespace {
 
@@ -61,6 +62,7 @@ int prepareImport(DbContext* /*dbContext*/, OrindbImportRow& row) {
 void setToCurrentHour(char (&field)[GOOGLE_CONF_TIME_SIZE]) {
     const time_t now = time(nullptr);
     tm local{};
+    const HoldQuitSignal holdQuitSignal;
     localtime_r(&now, &local);
     snprintf(field, sizeof(field), "%d", local.tm_hour);
 }

@@ -35,6 +35,7 @@ __attribute__((format(printf, 3, 4))) void appendToPrefix(std::array<char, PREFI
 }
 
 size_t buildPrefix(const OrinlogRecord& record, std::array<char, PREFIX_SIZE>& prefix) {
+    const HoldQuitSignal holdQuitSignal;
     const auto seconds = static_cast<time_t>(record.seconds);
     tm local{};
     size_t used = 0;
@@ -100,12 +101,16 @@ void deliver(OrinlogRecord& record) {
 
 template <size_t N>
 void copyName(char (&field)[N], std::string_view name) {
-    memcpy(field, name.data(), std::min(name.size(), N));
+    std::copy_n(name.data(), std::min(name.size(), N), field);
+}
+
+std::string_view nameOf(const char* name, uint32_t lengthWithNul) {
+    return name == nullptr || lengthWithNul == 0 ? std::string_view() : std::string_view(name, lengthWithNul - 1);
 }
 
 // A path that does not fit its field is recorded as the name behind its last '/'.
 std::string_view shownFile(const char* file, uint32_t lengthWithNul) {
-    const std::string_view name(file, lengthWithNul > 0 ? lengthWithNul - 1 : 0);
+    const std::string_view name = nameOf(file, lengthWithNul);
     if (lengthWithNul <= sizeof(OrinlogRecord::file)) {
         return name;
     }
@@ -136,6 +141,10 @@ void endText(OrinlogRecord& record, int length) {
     }
 }
 
+void formatText(OrinlogRecord& record, const char* format, va_list arguments) {
+    endText(record, format == nullptr ? -1 : vsnprintf(record.text, sizeof(record.text), format, arguments));
+}
+
 }  // namespace
 
 int orinlog_message(uint32_t category, uint32_t level, const char* file, uint32_t fileLength, const char* function,
@@ -144,11 +153,11 @@ int orinlog_message(uint32_t category, uint32_t level, const char* file, uint32_
     OrinlogRecord record;
     beginRecord(record, category, level, line, 0);
     copyName(record.file, shownFile(file, fileLength));
-    copyName(record.function, std::string_view(function, functionLength > 0 ? functionLength - 1 : 0));
+    copyName(record.function, nameOf(function, functionLength));
 
     va_list arguments;
     va_start(arguments, format);
-    endText(record, vsnprintf(record.text, sizeof(record.text), format, arguments));
+    formatText(record, format, arguments);
     va_end(arguments);
 
     deliver(record);
@@ -165,7 +174,7 @@ int orinlog_message_split_by_delim(uint32_t category, uint32_t level, uint32_t f
 
     va_list arguments;
     va_start(arguments, format);
-    endText(record, vsnprintf(record.text, sizeof(record.text), format, arguments));
+    formatText(record, format, arguments);
     va_end(arguments);
 
     const size_t headLength = record.textLength;

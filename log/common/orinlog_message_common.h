@@ -1,7 +1,8 @@
 // Log records: built on the caller's stack and handed to the kernel logger in one request.
 //
 // Where the logger device cannot be opened a record goes as text to the terminal, else to the console, else nowhere.
-// Nothing here fails towards the caller, allocates memory or changes errno.
+// Nothing here fails towards the caller, whatever argument is missing, or changes errno. Nor does it allocate memory,
+// but for what the C library needs to read the time zone, once, for the first record that goes as text.
 #pragma once
 
 #include <cstddef>
@@ -36,9 +37,9 @@ static_assert(sizeof(OrinlogRecord) == 4096);
 // The device control request that hands over a record; its argument is the record's address.
 constexpr unsigned long ORINLOG_SUBMIT_REQUEST = 0x4004A400;
 
-// Length of a name with its NUL, as orinlog_message wants it; a constant where the name is one.
+// Length of a name with its NUL, as orinlog_message wants it, 0 for none; a constant where the name is one.
 constexpr uint32_t orinlog_nameLength(const char* name) {
-    return static_cast<uint32_t>(__builtin_strlen(name)) + 1;
+    return name == nullptr ? 0 : static_cast<uint32_t>(__builtin_strlen(name)) + 1;
 }
 
 // Emits one record. The caller has asked orinlog_levelEnabled; the macros of orinlog.h do both.

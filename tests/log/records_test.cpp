@@ -128,9 +128,13 @@ TEST(Records, aLineOfTheTlsLibraryIsLoggedForItsPlaceUnlessTheDeviceIsDisabled) 
     orinlog_openssl_cb("lost", 4, &place);
     orinlog_enableDevice(&orinlog_device_orinlog);
     EXPECT_EQ(orinlog_openssl_cb("bad certificate\n", 16, &place), 0);
-    EXPECT_EQ(orinlog_openssl_cb(nullptr, 0, &place) + orinlog_openssl_cb("x", 1, nullptr), 0);
-    EXPECT_THAT(log.texts(ORINLOG_ERROR), ElementsAre("wget.c:12:fetch(): bad certificate"));
-    EXPECT_EQ(log.count(ORINLOG_CAT_WGET, ORINLOG_ERROR), 1U);
+    EXPECT_EQ(orinlog_openssl_cb(nullptr, 0, &place), 0);
+    EXPECT_EQ(orinlog_openssl_cb("x", 1, nullptr), 0);
+    OrinlogOpensslContext nowhere{ORINLOG_CAT_WGET, ORINLOG_ERROR, nullptr, 0, nullptr};
+    EXPECT_EQ(orinlog_openssl_cb("x", 1, &nowhere), 0);
+    orinlog_disableDevice(nullptr);
+    EXPECT_THAT(log.texts(ORINLOG_ERROR), ElementsAre("wget.c:12:fetch(): bad certificate", "(null):0:(null)(): x"));
+    EXPECT_EQ(log.count(ORINLOG_CAT_WGET, ORINLOG_ERROR), 2U);
 }
 
 }  // namespace

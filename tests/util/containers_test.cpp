@@ -104,7 +104,8 @@ TEST(HashMap, HoldsItsEntriesWhenMemoryRunsOutAndATraversalRemovesThem) {
         std::string seen;
         EXPECT_EQ(orin_traverseHashMap(map, isOne, &seen), 0);
         EXPECT_EQ(orin_traverseDeleting(map, isOne, &seen), 0);
-        EXPECT_EQ(orin_deleteFromHashMap(map, "2") + orin_deleteFromHashMap(map, "1"), -1) << "it is gone already";
+        EXPECT_EQ(orin_deleteFromHashMap(map, "2"), 0);
+        EXPECT_EQ(orin_deleteFromHashMap(map, "1"), -1) << "it is gone already";
         const char* key = nullptr;
         void* value = nullptr;
         EXPECT_EQ(orin_getFromHashMap(map, 0, &key, &value), 0);

@@ -191,7 +191,8 @@ TEST(Layout, OfPhoneNumbersAndHexDumps) {
     char number[32] = "030123456789";
     char cut[] = "0301234567";
     char digits[9];
-    EXPECT_EQ(orin_formatPhoneNumber(number, sizeof(number)) + orin_formatPhoneNumber(cut, sizeof(cut)), 0);
+    EXPECT_EQ(orin_formatPhoneNumber(number, sizeof(number)), 0);
+    EXPECT_EQ(orin_formatPhoneNumber(cut, sizeof(cut)), 0);
     EXPECT_EQ(orin_hexDump("\x00\x0F\xA5\xFF", 4, digits, sizeof(digits)), 0);
     EXPECT_EQ(number + "|"s + cut + "|" + digits, "(0 30 12) 34 56 789|(0 30 12) |000fa5ff");
     EXPECT_EQ(orin_hexDump("12345", 5, digits, sizeof(digits)), -1);
