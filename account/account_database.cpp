@@ -1,15 +1,16 @@
 #include "account_database.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
-#include "message.h"
 #include "orin_datei_tools.h"
-#include "orin_memory.h"
+#include "orin_guards.h"
 #include "orin_utf8.h"
 #include "orindb_contactgroup.h"
 
@@ -29,12 +30,44 @@ bool mayWrite() {
     return true;
 }
 
+// Leads the standard output to the standard error stream: an operator who is told of a conversion there must not find
+// it in front of a command's result.
+class OutputLedAside {
+  public:
+    OutputLedAside() : output_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+        lead(STDERR_FILENO);
+    }
+    ~OutputLedAside() {
+        lead(output_.get());
+    }
+    OutputLedAside(const OutputLedAside&) = delete;
+    OutputLedAside& operator=(const OutputLedAside&) = delete;
+
+  private:
+    void lead(int target) const {
+        fflush(stdout);
+        if (output_) {
+            dup2(target, STDOUT_FILENO);
+        }
+    }
+
+    Descriptor output_;
+};
+
 }  // namespace
 
-Databases::Databases() {
+Databases::Databases(DatabaseUse use) {
+    const bool announces = use == DatabaseUse::change;
+    if (!mayWrite()) {
+        return;
+    }
+    if (announces) {
+        keeper_.emplace(QueueMessages::makeRoom);
+    }
+    const OutputLedAside aside;
     open_ =
-        mayWrite() && account_succeeded(orindb_openAllDbsWithDefaultNames(&context_, nullptr, ORINDB_NOTIFY_CHANGES),
-                                        "the databases cannot be opened");
+        account_succeeded(orindb_openAllDbsWithDefaultNames(&context_, nullptr, announces ? ORINDB_NOTIFY_CHANGES : 0),
+                          "the databases cannot be opened");
 }
 
 Databases::~Databases() {
@@ -44,15 +77,14 @@ Databases::~Databases() {
 }
 
 bool account_readAll(DbContext* databases, std::vector<GoogleServerConf>& accounts) {
-    GoogleServerConf* block = nullptr;
-    uint32_t count = 0;
-    const int result = orindb_getallDbGoogleServerConf(databases, &block, &count);
-    const Malloced<GoogleServerConf> owner(block);
-    accounts.assign(block, block + count);
+    const bool isRead = account_readArray(accounts, "the accounts cannot be read",
+                                          [databases](GoogleServerConf** block, uint32_t* count) {
+                                              return orindb_getallDbGoogleServerConf(databases, block, count);
+                                          });
     std::sort(accounts.begin(), accounts.end(), [](const GoogleServerConf& a, const GoogleServerConf& b) {
         return a.googleAccountId < b.googleAccountId;
     });
-    return account_succeeded(result, "the accounts cannot be read");
+    return isRead;
 }
 
 bool account_readOfGroup(DbContext* databases, uint32_t group, GoogleServerConf& account) {
@@ -69,25 +101,23 @@ bool account_readOfGroup(DbContext* databases, uint32_t group, GoogleServerConf&
 }
 
 bool account_readContacts(DbContext* databases, uint32_t group, std::vector<Contact>& contacts) {
-    Contact* block = nullptr;
-    uint32_t count = 0;
-    const int result = orindb_getContactArrayOfContactGroup(databases, group, &block, &count);
-    const Malloced<Contact> owner(block);
-    contacts.assign(block, block + count);
-    return account_succeeded(result, "the contacts cannot be read");
+    return account_readArray(contacts, "the contacts cannot be read", [=](Contact** block, uint32_t* count) {
+        return orindb_getContactArrayOfContactGroup(databases, group, block, count);
+    });
 }
 
 bool account_readList(DbContext* databases, uint32_t group, PhoneList& list) {
     const std::string where = group != 0 ? "WHERE c.contactGrpBitfield & " + std::to_string(group) + " > 0" : "";
-    ContactPartial* block = nullptr;
-    uint16_t count = 0;
-    const int result = orindb_getContactPartialsArray(databases, &block, &count, "%s", where.c_str());
-    const Malloced<ContactPartial> owner(block);
-    for (uint16_t i = 0; i < count; ++i) {
-        orin_utf8_fix_tail(block[i].displayname);
-        list.emplace(block[i].contactId, block[i]);
+    std::vector<ContactPartial> rows;
+    const bool isRead = account_readArray<ContactPartial, uint16_t>(
+        rows, "the list of contacts cannot be read", [&](ContactPartial** block, uint16_t* count) {
+            return orindb_getContactPartialsArray(databases, block, count, "%s", where.c_str());
+        });
+    for (ContactPartial& row : rows) {
+        orin_utf8_fix_tail(row.displayname);
+        list.emplace(row.contactId, row);
     }
-    return account_succeeded(result, "the list of contacts cannot be read");
+    return isRead;
 }
 
 std::string account_groupName(DbContext* databases, uint32_t group) {

@@ -3,20 +3,28 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "db_googleserverconf.h"
+#include "message.h"
+#include "orin_memory.h"
 #include "orindb_contact.h"
 #include "orindb_contactpartial.h"
 #include "orindb_dbaccess.h"
+#include "queue_keeper.h"
 
-// The database set, open for the length of a block. It announces changes as every process of the PBX does: whoever
-// writes holds a QueueKeeper meanwhile.
+enum class DatabaseUse : uint8_t {
+    show,    // announces nothing, not even a set that is created or converted while it is opened
+    change,  // announces changes as every process of the PBX does, and keeps the queue from filling meanwhile
+};
+
+// The database set, open for the length of a block.
 class Databases {
   public:
     // Opens the set. When that fails, for want of write access to /data for instance, the user is told why.
-    Databases();
+    explicit Databases(DatabaseUse use);
     ~Databases();
     Databases(const Databases&) = delete;
     Databases& operator=(const Databases&) = delete;
@@ -29,9 +37,22 @@ class Databases {
     }
 
   private:
+    std::optional<QueueKeeper> keeper_;
     DbContext context_{};
     bool open_ = false;
 };
+
+// Makes an array of the block that a read of the library hands out; read(Record** block, Count* count) calls it.
+// False: failed, the user has been told `what`.
+template <typename Record, typename Count = uint32_t, typename Read>
+[[nodiscard]] bool account_readArray(std::vector<Record>& records, const char* what, Read read) {
+    Record* block = nullptr;
+    Count count = 0;
+    const int result = read(&block, &count);
+    const Malloced<Record> owner(block);
+    records.assign(block, block + count);
+    return account_succeeded(result, what);
+}
 
 // Reads all accounts, ordered by their ids. False: failed.
 [[nodiscard]] bool account_readAll(DbContext* databases, std::vector<GoogleServerConf>& accounts);

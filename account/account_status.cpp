@@ -2,6 +2,7 @@
 
 #include <json-c/json.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,9 +10,11 @@
 
 #include "account_database.h"
 #include "ct_google_web_ets_interface.h"
+#include "json_members.h"
 #include "message.h"
 #include "orin_guards.h"
 #include "orin_memory.h"
+#include "orindb_codes.h"
 #include "text_table.h"
 
 namespace {
@@ -48,27 +51,49 @@ std::string runText(const AccountStatus& status) {
     }
 }
 
-std::string resultText(const AccountStatus& status) {
-    if (status.lastResult == 0 && status.account.lastupdatetime[0] == '\0') {
-        return "none yet";
+// A run deletes the error file at its start and writes it when it fails. On a full disk that file stays empty, so that
+// it tells of a failure without a code.
+void findOutcome(AccountStatus& status) {
+    const int32_t group = status.account.contactGroupId;
+    if (status.run == SyncRun::running) {
+        status.outcome = Outcome::running;
+    } else if (orin_ctsync_fileExists(group, CTSYNC_ERROR_FILE) != 0) {
+        status.outcome = Outcome::failed;
+        const int32_t code = orin_ctsync_readError(group);
+        status.lastResult = code != 0 ? std::optional(code) : std::nullopt;
+    } else if (status.run == SyncRun::leftBehind) {
+        status.outcome = Outcome::killed;
+    } else if (status.account.lastupdatetime[0] == '\0') {
+        status.outcome = Outcome::none;
+    } else {
+        status.outcome = Outcome::success;
+        status.lastResult = ORINDB_OK;
     }
-    return std::to_string(status.lastResult) + " (" + account_resultWords(status.lastResult) + ")";
+}
+
+const char* resultWords(const AccountStatus& status) {
+    if (status.lastResult) {
+        return account_resultWords(*status.lastResult);
+    }
+    switch (status.outcome) {
+        case Outcome::running:
+            return "the synchronisation is under way";
+        case Outcome::killed:
+            return "the synchronisation was killed";
+        case Outcome::failed:
+            return "a failure whose code could not be stored";
+        default:
+            return "none yet";
+    }
+}
+
+const char* outcomeName(Outcome outcome) {
+    constexpr std::array NAMES{"none", "running", "killed", "failed", "success"};
+    return NAMES[static_cast<size_t>(outcome)];
 }
 
 void printLine(const char* label, const std::string& text) {
     printf("  %-20s %s\n", label, account_printable(text).c_str());
-}
-
-void addText(json_object* object, const char* name, const char* text) {
-    json_object_object_add(object, name, json_object_new_string(text));
-}
-
-void addTruth(json_object* object, const char* name, bool truth) {
-    json_object_object_add(object, name, json_object_new_boolean(truth ? 1 : 0));
-}
-
-void addNumber(json_object* object, const char* name, int64_t number) {
-    json_object_object_add(object, name, json_object_new_int64(number));
 }
 
 }  // namespace
@@ -91,9 +116,14 @@ bool account_readStatus(DbContext* databases, const GoogleServerConf& account, A
     status.account = account;
     status.groupName = account_groupName(databases, group);
     status.run = findRun(account.contactGroupId, &status.processId);
-    status.lastResult = orin_ctsync_readError(account.contactGroupId);
+    findOutcome(status);
     status.contacts = static_cast<uint32_t>(contacts.size());
     return true;
+}
+
+std::string account_resultText(const AccountStatus& status) {
+    const char* words = resultWords(status);
+    return status.lastResult ? std::to_string(*status.lastResult) + " (" + words + ")" : words;
 }
 
 void account_printStatus(const AccountStatus& status) {
@@ -106,7 +136,7 @@ void account_printStatus(const AccountStatus& status) {
     printLine("active", account.serveractiv != 0 ? "yes, interval " + std::to_string(account.updateinterval) : "no");
     printLine("authorisation", account.needsNewAuth != 0 ? "needed anew" : "stored");
     printLine("running", runText(status));
-    printLine("last result", resultText(status));
+    printLine("last result", account_resultText(status));
     printLine("last update", account.lastupdatetime[0] != '\0' ? account.lastupdatetime : "never");
     printLine("contacts", std::to_string(status.contacts));
 }
@@ -114,21 +144,22 @@ void account_printStatus(const AccountStatus& status) {
 json_object* account_statusToJson(const AccountStatus& status) {
     const GoogleServerConf& account = status.account;
     json_object* object = json_object_new_object();
-    addNumber(object, "account", account.googleAccountId);
-    addText(object, "name", account.accountname);
-    addNumber(object, "group", static_cast<uint32_t>(account.contactGroupId));
-    addText(object, "groupName", status.groupName.c_str());
-    addText(object, "user", account.serverusername);
-    addText(object, "googleGroup", account.googleGroup);
-    addTruth(object, "active", account.serveractiv != 0);
-    addNumber(object, "interval", account.updateinterval);
-    addTruth(object, "needsNewAuthorisation", account.needsNewAuth != 0);
-    addTruth(object, "running", status.run == SyncRun::running);
-    addTruth(object, "syncFileLeftBehind", status.run == SyncRun::leftBehind);
-    addNumber(object, "process", status.processId);
-    addNumber(object, "lastResult", status.lastResult);
-    addText(object, "lastResultText", account_resultWords(status.lastResult));
-    addText(object, "lastUpdate", account.lastupdatetime);
-    addNumber(object, "contacts", status.contacts);
+    account_addNumber(object, "account", account.googleAccountId);
+    account_addText(object, "name", account.accountname);
+    account_addNumber(object, "group", static_cast<uint32_t>(account.contactGroupId));
+    account_addText(object, "groupName", status.groupName);
+    account_addText(object, "user", account.serverusername);
+    account_addText(object, "googleGroup", account.googleGroup);
+    account_addTruth(object, "active", account.serveractiv != 0);
+    account_addNumber(object, "interval", account.updateinterval);
+    account_addTruth(object, "needsNewAuthorisation", account.needsNewAuth != 0);
+    account_addTruth(object, "running", status.run == SyncRun::running);
+    account_addTruth(object, "syncFileLeftBehind", status.run == SyncRun::leftBehind);
+    account_addNumber(object, "process", status.processId);
+    account_addText(object, "outcome", outcomeName(status.outcome));
+    account_addNumber(object, "lastResult", status.lastResult);
+    account_addText(object, "lastResultText", resultWords(status));
+    account_addText(object, "lastUpdate", account.lastupdatetime);
+    account_addNumber(object, "contacts", status.contacts);
     return object;
 }

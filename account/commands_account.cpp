@@ -18,7 +18,6 @@
 #include "orin_guards.h"
 #include "orin_stringutils.h"
 #include "orindb_contactgroup.h"
-#include "queue_keeper.h"
 #include "text_table.h"
 
 namespace {
@@ -76,26 +75,41 @@ const GoogleServerConf* findAccountOf(const std::vector<GoogleServerConf>& accou
     return found != accounts.end() ? &*found : nullptr;
 }
 
-// Leaves the group that was asked for, or takes the first that nobody has. False: there is none, or it has an account.
+// The first group without an account that does not exist yet, or else the first that holds no contact, such as removed
+// accounts leave behind; 0 for none.
+uint32_t findFreeGroup(DbContext* databases, const std::vector<GoogleServerConf>& accounts) {
+    uint32_t empty = 0;
+    for (uint32_t bit = FIRST_USER_GROUP; bit <= HIGHEST_GROUP; bit <<= 1U) {
+        ContactGroup row{};
+        std::vector<Contact> contacts;
+        if (findAccountOf(accounts, bit) != nullptr) {
+            continue;
+        }
+        if (orindb_getContactGroup(databases, bit, &row) == ORINDB_NOT_FOUND) {
+            return bit;
+        }
+        if (empty == 0 && account_readContacts(databases, bit, contacts) && contacts.empty()) {
+            empty = bit;
+        }
+    }
+    return empty;
+}
+
+// Leaves the group that was asked for, or takes a free one. False: there is none, or it has an account.
 bool chooseGroup(DbContext* databases, const std::vector<GoogleServerConf>& accounts, uint32_t& group) {
     if (group != 0) {
         const GoogleServerConf* existing = findAccountOf(accounts, group);
         if (existing != nullptr) {
             account_error("contact group %u already has account %u \"%s\"", group, existing->googleAccountId,
-                          existing->accountname);
+                          account_printable(existing->accountname).c_str());
         }
         return existing == nullptr;
     }
-    for (uint32_t bit = FIRST_USER_GROUP; bit <= HIGHEST_GROUP; bit <<= 1U) {
-        ContactGroup row{};
-        if (findAccountOf(accounts, bit) == nullptr &&
-            orindb_getContactGroup(databases, bit, &row) == ORINDB_NOT_FOUND) {
-            group = bit;
-            return true;
-        }
+    group = findFreeGroup(databases, accounts);
+    if (group == 0) {
+        account_error("there is no free contact group");
     }
-    account_error("there is no free contact group");
-    return false;
+    return group != 0;
 }
 
 bool chooseAccountId(const std::vector<GoogleServerConf>& accounts, uint8_t& id) {
@@ -176,16 +190,29 @@ Fates followUp(DbContext* databases, uint32_t group, const std::vector<Contact>&
     return fates;
 }
 
-// Returns ACCOUNT_OK when the account may go.
-int confirmRemoval(const GoogleServerConf& account, size_t contacts) {
+// Reads the account that is to go, which no synchroniser may be at work for, and the contacts of its group.
+bool readRemovable(DbContext* databases, uint32_t group, GoogleServerConf& account, std::vector<Contact>& contacts) {
+    return account_readOfGroup(databases, group, account) && account_readContacts(databases, group, contacts) &&
+           account_isIdle(account.contactGroupId);
+}
+
+// Returns ACCOUNT_OK when the account may go. The set is closed again before its user is asked, who may take his time.
+int confirmRemoval(uint32_t group) {
     constexpr size_t ANSWER_SIZE = 16;
+    GoogleServerConf account{};
+    std::vector<Contact> contacts;
+    {
+        Databases databases(DatabaseUse::show);
+        if (!databases.isOpen() || !readRemovable(databases.context(), group, account, contacts)) {
+            return ACCOUNT_FAILED;
+        }
+    }
     if (isatty(STDIN_FILENO) == 0) {
         account_error("remove: there is no terminal to ask on: --yes is needed");
         return ACCOUNT_USAGE;
     }
     printf("Remove account %u \"%s\" and what it brought into contact group %u (%zu contacts)? [y/N] ",
-           account.googleAccountId, account_printable(account.accountname).c_str(),
-           static_cast<uint32_t>(account.contactGroupId), contacts);
+           account.googleAccountId, account_printable(account.accountname).c_str(), group, contacts.size());
     fflush(stdout);
     char answer[ANSWER_SIZE] = "";
     if (fgets(answer, sizeof(answer), stdin) == nullptr || (answer[0] != 'y' && answer[0] != 'Y')) {
@@ -211,8 +238,7 @@ int account_add(const Options& options) {
     account.updateinterval = options.interval;
     account.serveractiv = options.has(Option::active) ? 1 : 0;
 
-    const QueueKeeper keeper(QueueMessages::makeRoom);
-    Databases databases;
+    Databases databases(DatabaseUse::change);
     if (!databases.isOpen() || !store(databases.context(), options.group, account)) {
         return ACCOUNT_FAILED;
     }
@@ -221,20 +247,16 @@ int account_add(const Options& options) {
 }
 
 int account_remove(const Options& options) {
-    Databases databases;
-    GoogleServerConf account{};
-    std::vector<Contact> contacts;
-    if (!databases.isOpen() || !account_readOfGroup(databases.context(), options.group, account) ||
-        !account_readContacts(databases.context(), options.group, contacts) ||
-        !account_isIdle(account.contactGroupId)) {
-        return ACCOUNT_FAILED;
-    }
-    const int confirmed = options.has(Option::yes) ? ACCOUNT_OK : confirmRemoval(account, contacts.size());
+    const int confirmed = options.has(Option::yes) ? ACCOUNT_OK : confirmRemoval(options.group);
     if (confirmed != ACCOUNT_OK) {
         return confirmed;
     }
-    const QueueKeeper keeper(QueueMessages::makeRoom);
-    if (!account_succeeded(db_removeDbGoogleServerConf(databases.context(), account.googleAccountId),
+    // Read anew: a run that began while the user was asked would write the account back at its end.
+    Databases databases(DatabaseUse::change);
+    GoogleServerConf account{};
+    std::vector<Contact> contacts;
+    if (!databases.isOpen() || !readRemovable(databases.context(), options.group, account, contacts) ||
+        !account_succeeded(db_removeDbGoogleServerConf(databases.context(), account.googleAccountId),
                            "the account cannot be removed")) {
         return ACCOUNT_FAILED;
     }
@@ -244,7 +266,7 @@ int account_remove(const Options& options) {
     const Fates fates = followUp(databases.context(), options.group, contacts);
     printf(
         "account %u is removed; of %zu contacts %u are removed, %u left the group and stay in others, %u that were "
-        "entered on the PBX stay in it\n",
+        "entered on the PBX stay in it; the group itself stays\n",
         account.googleAccountId, contacts.size(), fates.removed, fates.elsewhere, fates.stayed);
     return ACCOUNT_OK;
 }

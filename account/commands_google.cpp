@@ -14,6 +14,7 @@
 #include "google_people_api.h"
 #include "json_loader.h"
 #include "message.h"
+#include "orin_tools.h"
 #include "queue_keeper.h"
 #include "synchroniser.h"
 #include "text_table.h"
@@ -114,7 +115,7 @@ bool requestDeviceCode(DeviceCode& code) {
 
 // Reads a group's account, which no synchroniser may be at work for.
 bool readIdleAccount(uint32_t group, GoogleServerConf& account) {
-    Databases databases;
+    Databases databases(DatabaseUse::show);
     return databases.isOpen() && account_readOfGroup(databases.context(), group, account) &&
            account_isIdle(account.contactGroupId);
 }
@@ -131,10 +132,32 @@ bool hasFinished(const SynchroniserEnd& end) {
     return false;
 }
 
-// `tokenBefore` is the account's refresh token from before an authorisation, nullptr without one.
-int showOutcome(uint32_t group, const SynchroniserEnd& end, const char* tokenBefore) {
+// What an outcome is compared with.
+struct RunStart {
+    GoogleServerConf account{};  // as it stood before the run
+    bool authorises = false;
+    char time[ORIN_LOCAL_TIME_SIZE] = "";
+};
+
+// Whether the run that ended has left a success behind. It stores its time then; when not even an error file could be
+// written nothing else shows that it did not.
+bool hasSucceeded(const RunStart& start, const AccountStatus& status) {
+    if (status.outcome == Outcome::failed) {
+        account_error("the synchronisation failed: %s", account_resultText(status).c_str());
+        return false;
+    }
+    const char* before = start.account.lastupdatetime;
+    const bool isStored = strcmp(before, status.account.lastupdatetime) != 0 || strcmp(before, start.time) == 0;
+    if (status.outcome != Outcome::success || !isStored) {
+        account_error("the synchronisation left no result: the log tells more");
+        return false;
+    }
+    return true;
+}
+
+int showOutcome(uint32_t group, const RunStart& start, const SynchroniserEnd& end) {
     const bool finished = hasFinished(end);
-    Databases databases;
+    Databases databases(DatabaseUse::show);
     AccountStatus status{};
     GoogleServerConf account{};
     if (!databases.isOpen() || !account_readOfGroup(databases.context(), group, account) ||
@@ -142,21 +165,23 @@ int showOutcome(uint32_t group, const SynchroniserEnd& end, const char* tokenBef
         return ACCOUNT_FAILED;
     }
     account_printStatus(status);
-    if (!finished || !account_succeeded(status.lastResult, "the synchronisation failed")) {
+    if (!finished || !hasSucceeded(start, status)) {
         return ACCOUNT_FAILED;
     }
     if (account.needsNewAuth != 0) {
         tellUnauthorised(account);
         return ACCOUNT_FAILED;
     }
-    if (tokenBefore != nullptr && strcmp(tokenBefore, account.refreshToken) == 0) {
-        puts("no other authorisation came: the one from before is still in use");
+    if (start.authorises && strcmp(start.account.refreshToken, account.refreshToken) == 0) {
+        account_error("no authorisation came: the one from before is still in use");
+        return ACCOUNT_FAILED;
     }
     return ACCOUNT_OK;
 }
 
-int synchronise(const Options& options, std::vector<std::string> arguments, const char* tokenBefore) {
+int synchronise(const Options& options, std::vector<std::string> arguments, RunStart start) {
     arguments.insert(arguments.begin(), "ctGrpId=" + std::to_string(static_cast<int32_t>(options.group)));
+    orin_getLocalTimeString(start.time, sizeof(start.time));
     SynchroniserEnd end;
     {
         const QueueKeeper keeper(options.has(Option::notifications) ? QueueMessages::showAll : QueueMessages::makeRoom);
@@ -164,7 +189,7 @@ int synchronise(const Options& options, std::vector<std::string> arguments, cons
             return ACCOUNT_FAILED;
         }
     }
-    return showOutcome(options.group, end, tokenBefore);
+    return showOutcome(options.group, start, end);
 }
 
 }  // namespace
@@ -172,7 +197,7 @@ int synchronise(const Options& options, std::vector<std::string> arguments, cons
 int account_listGroups(const Options& options) {
     GoogleServerConf account{};
     {
-        Databases databases;
+        Databases databases(DatabaseUse::show);
         if (!databases.isOpen() || !account_readOfGroup(databases.context(), options.group, account)) {
             return ACCOUNT_FAILED;
         }
@@ -197,6 +222,9 @@ int account_listGroups(const Options& options) {
                       std::to_string(orin_getGroupMemberCount(group))});
     }
     table.print(account_outputWidth());
+    if (orin_jsonObjectGetString(list.get(), "nextPageToken") != nullptr) {
+        account_error("the account has more groups than these %zu", orin_getGroupListSize(list.get()));
+    }
     return ACCOUNT_OK;
 }
 
@@ -213,7 +241,7 @@ int account_authorise(const Options& options) {
     return synchronise(options,
                        {"deviceCode=" + code.deviceCode, "expiresIn=" + std::to_string(code.expiresIn),
                         "interval=" + std::to_string(code.interval)},
-                       account.refreshToken);
+                       {.account = account, .authorises = true});
 }
 
 int account_sync(const Options& options) {
@@ -228,5 +256,5 @@ int account_sync(const Options& options) {
     if (options.has(Option::retryWait)) {
         arguments.push_back("retryWait=" + std::to_string(options.retryWait));
     }
-    return synchronise(options, std::move(arguments), nullptr);
+    return synchronise(options, std::move(arguments), {.account = account});
 }

@@ -13,10 +13,11 @@
 #include "commands.h"
 #include "contact_details.h"
 #include "google_guards.h"
+#include "json_members.h"
 #include "message.h"
-#include "orin_memory.h"
 #include "orin_utf8.h"
 #include "orindb_contactdetail.h"
+#include "orindb_contactgroup.h"
 #include "orindb_contactsearch.h"
 #include "text_table.h"
 
@@ -55,23 +56,37 @@ bool comesBefore(const PhoneBookEntry& a, const PhoneBookEntry& b) {
 }
 
 bool readDetails(DbContext* databases, PhoneBookEntry& entry) {
-    ContactDetail* block = nullptr;
-    uint32_t count = 0;
-    const int result = orindb_getContactDetailArrayOfContact(databases, entry.contact.contactId, &block, &count);
-    const Malloced<ContactDetail> owner(block);
-    for (uint32_t i = 0; i < count; ++i) {
-        entry.details.emplace(block[i].key, block[i].value);
+    std::vector<ContactDetail> details;
+    const bool isRead =
+        account_readArray(details, "the contacts' details cannot be read", [&](ContactDetail** block, uint32_t* count) {
+            return orindb_getContactDetailArrayOfContact(databases, entry.contact.contactId, block, count);
+        });
+    for (const ContactDetail& detail : details) {
+        entry.details.emplace(detail.key, detail.value);
     }
-    return account_succeeded(result, "the contacts' details cannot be read");
+    return isRead;
+}
+
+bool groupExists(DbContext* databases, uint32_t group) {
+    ContactGroup row{};
+    const int result = orindb_getContactGroup(databases, group, &row);
+    if (result == ORINDB_NOT_FOUND) {
+        account_error("there is no contact group %u", group);
+        return false;
+    }
+    return account_succeeded(result, "the contact group cannot be read");
 }
 
 // Reads the phone book of a group, sorted by name. False: failed.
 bool readPhoneBook(uint32_t group, std::vector<PhoneBookEntry>& phoneBook) {
-    Databases databases;
+    Databases databases(DatabaseUse::show);
     std::vector<Contact> contacts;
     PhoneList list;
     if (!databases.isOpen() || !account_readContacts(databases.context(), group, contacts) ||
         !account_readList(databases.context(), group, list)) {
+        return false;
+    }
+    if (contacts.empty() && !groupExists(databases.context(), group)) {
         return false;
     }
     for (const Contact& contact : contacts) {
@@ -138,12 +153,11 @@ int printJson(const std::vector<PhoneBookEntry>& phoneBook) {
     for (const PhoneBookEntry& entry : phoneBook) {
         json_object* details = json_object_new_object();
         for (const auto& [key, value] : entry.details) {
-            json_object_object_add(details, account_detailName(key).c_str(),
-                                   json_object_new_string(account_detailText(key, value).c_str()));
+            account_addText(details, account_detailName(key).c_str(), account_detailText(key, value));
         }
         json_object* contact = json_object_new_object();
-        json_object_object_add(contact, "contactId", json_object_new_int(entry.contact.contactId));
-        json_object_object_add(contact, "groups", json_object_new_int64(entry.contact.contactGrpBitfield));
+        account_addNumber(contact, "contactId", entry.contact.contactId);
+        account_addNumber(contact, "groups", entry.contact.contactGrpBitfield);
         json_object_object_add(contact, "details", details);
         json_object_array_add(list.get(), contact);
     }
@@ -151,7 +165,7 @@ int printJson(const std::vector<PhoneBookEntry>& phoneBook) {
 }
 
 bool readStatuses(uint32_t group, std::vector<AccountStatus>& statuses) {
-    Databases databases;
+    Databases databases(DatabaseUse::show);
     std::vector<GoogleServerConf> accounts(1);
     if (!databases.isOpen() || !(group != 0 ? account_readOfGroup(databases.context(), group, accounts.front())
                                             : account_readAll(databases.context(), accounts))) {
@@ -202,22 +216,21 @@ int account_showContacts(const Options& options) {
 }
 
 int account_search(const Options& options) {
-    Databases databases;
+    Databases databases(DatabaseUse::show);
     PhoneList list;
     if (!databases.isOpen() || !account_readList(databases.context(), 0, list)) {
         return ACCOUNT_FAILED;
     }
-    ContactDetail* block = nullptr;
-    uint32_t count = 0;
-    const int result = orindb_searchContactsByName(databases.context(), options.operand, &block, &count);
-    const Malloced<ContactDetail> names(block);
-    if (!account_succeeded(result, "the contacts cannot be searched")) {
+    std::vector<ContactDetail> names;
+    if (!account_readArray(names, "the contacts cannot be searched", [&](ContactDetail** block, uint32_t* count) {
+            return orindb_searchContactsByName(databases.context(), options.operand, block, count);
+        })) {
         return ACCOUNT_FAILED;
     }
     TextTable table({"ID", "FAMILY NAME", "NAME", "NUMBERS"});
-    for (uint32_t i = 0; i < count; ++i) {
-        const ContactPartial& listed = list[block[i].contactId];
-        table.addRow({std::to_string(block[i].contactId), block[i].value, listed.displayname, numbersOf(listed, {})});
+    for (const ContactDetail& name : names) {
+        const ContactPartial& listed = list[name.contactId];
+        table.addRow({std::to_string(name.contactId), name.value, listed.displayname, numbersOf(listed, {})});
     }
     table.print(account_outputWidth());
     return ACCOUNT_OK;

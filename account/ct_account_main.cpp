@@ -16,8 +16,9 @@ int main(int argc, char** argv) {
         setlocale(LC_CTYPE, "C.UTF-8");
     }
     const int result = account_main(argc, argv);
-    if (fflush(stdout) != 0) {
-        account_error("the output cannot be written: %s", strerror(errno));
+    const bool isFlushed = fflush(stdout) == 0;
+    if (!isFlushed || ferror(stdout) != 0) {
+        account_error("the output cannot be written: %s", isFlushed ? "an earlier write failed" : strerror(errno));
         return ACCOUNT_FAILED;
     }
     return result;

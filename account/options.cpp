@@ -2,6 +2,7 @@
 
 #include <getopt.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -80,8 +81,10 @@ constexpr std::array OPTION_RULES{
     OptionRule{"interval", "N", "synchronisation interval, as the PBX's scheduler reads it",
                [](Options& to, const char* argument) { return readNumber(argument, to.interval) && to.interval >= 0; }},
     OptionRule{"active", nullptr, "synchronise by schedule", justGiven},
-    OptionRule{"retry-limit", "N", "attempts, 0 to 65535",
-               [](Options& to, const char* argument) { return readNumber(argument, to.retryLimit); }},
+    // Without an attempt the synchroniser ends with success.
+    OptionRule{
+        "retry-limit", "N", "attempts, 1 to 65535",
+        [](Options& to, const char* argument) { return readNumber(argument, to.retryLimit) && to.retryLimit > 0; }},
     OptionRule{"retry-wait", "S", "seconds after a failed attempt, 0 to 65535",
                [](Options& to, const char* argument) { return readNumber(argument, to.retryWait); }},
     OptionRule{"notifications", nullptr, "read and show all messages to other PBX processes", justGiven},
@@ -112,16 +115,33 @@ LongOptions longOptions(OptionSet known) {
     return list;
 }
 
-// Takes one answer of getopt. Returns false after telling what is wrong.
-bool takeOption(int answer, const char* command, const char* argument, Options& options) {
-    if (answer < FIRST_VALUE) {
+// Whether options begin like this one, which may have a value behind "=".
+bool isBeginning(std::string_view text, const LongOptions& list) {
+    const std::string_view name = text.substr(0, text.find('='));
+    return std::any_of(list.begin(), list.end(), [name](const option& known) {
+        return known.name != nullptr && std::string_view(known.name).starts_with(name);
+    });
+}
+
+// Tells what is wrong with an argument that getopt did not take.
+void tellFault(int answer, const char* command, const char* argument, const LongOptions& list) {
+    std::string shown = argument;
+    const char* fault = "there is no option";
+    if (answer == ':') {
+        fault = "a value is missing behind";
+    } else if (optopt >= FIRST_VALUE) {
+        fault = "there is a value too much in";
+    } else if (optopt > 0) {
         // Of short options, which no command has, several may stand in one argument.
-        const std::string name =
-            optopt > 0 && optopt < FIRST_VALUE ? std::string("-") + static_cast<char>(optopt) : argument;
-        account_error("%s: %s %s", command, answer == ':' ? "a value is missing behind" : "there is no option",
-                      name.c_str());
-        return false;
+        shown = std::string("-") + static_cast<char>(optopt);
+    } else if (optopt == 0 && isBeginning(std::string_view(argument).substr(2), list)) {
+        fault = "more than one option begins with";
     }
+    account_error("%s: %s %s", command, fault, shown.c_str());
+}
+
+// Takes an option that getopt knows. Returns false after telling what is wrong.
+bool takeOption(int answer, const char* command, Options& options) {
     const auto rule = static_cast<size_t>(answer - FIRST_VALUE);
     options.given |= setOf(rule);
     if (!OPTION_RULES[rule].apply(options, optarg)) {
@@ -174,7 +194,11 @@ std::optional<Options> account_parseOptions(int argc, char** argv, OptionSet kno
         if (answer < 0) {
             break;
         }
-        if (!takeOption(answer, command, argv[optind - 1], options)) {
+        if (answer < FIRST_VALUE) {
+            tellFault(answer, command, argv[optind - 1], list);
+            return std::nullopt;
+        }
+        if (!takeOption(answer, command, options)) {
             return std::nullopt;
         }
     }

@@ -59,14 +59,14 @@ std::string cutText(const std::string& text, size_t width) {
     return fitting == text.size() ? text : text.substr(0, measure(text, width - 1).bytes) + ELLIPSIS;
 }
 
-}  // namespace
-
-std::string account_printable(std::string_view text) {
+// The text with a "?" for each character that may not be there, and for each byte that is part of none.
+template <typename MayBe>
+std::string replaceOthers(std::string_view text, MayBe mayBe) {
     std::string result;
     while (!text.empty()) {
         const OrinUtf8Character next = orin_utf8_decode(text.data(), text.size());
         const size_t length = std::max<size_t>(next.length, 1);
-        if (next.length == 0 || characterWidth(next.code) < 0) {
+        if (next.length == 0 || !mayBe(next.code)) {
             result += '?';
         } else {
             result += text.substr(0, length);
@@ -74,6 +74,16 @@ std::string account_printable(std::string_view text) {
         text.remove_prefix(length);
     }
     return result;
+}
+
+}  // namespace
+
+std::string account_printable(std::string_view text) {
+    return replaceOthers(text, [](uint32_t code) { return characterWidth(code) >= 0; });
+}
+
+std::string account_validUtf8(std::string_view text) {
+    return replaceOthers(text, [](uint32_t) { return true; });
 }
 
 size_t account_outputWidth() {

@@ -10,6 +10,9 @@
 // terminal.
 [[nodiscard]] std::string account_printable(std::string_view text);
 
+// The text with every byte that is no part of a UTF-8 character replaced by "?".
+[[nodiscard]] std::string account_validUtf8(std::string_view text);
+
 // The width that the standard output has room for: that of its terminal, or what COLUMNS says; 0 for no limit.
 [[nodiscard]] size_t account_outputWidth();
 

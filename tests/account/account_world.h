@@ -14,6 +14,8 @@
 #include "process.h"
 #include "sqlite_peek.h"
 
+constexpr std::chrono::seconds DEADLINE{240};  // nothing takes that long, not even on a slow and busy machine
+
 class AccountWorld : public testing::Test {
   protected:
     void SetUp() override {
@@ -29,7 +31,7 @@ class AccountWorld : public testing::Test {
 
     static ProcessResult account(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), programPath("ct_account"));
-        return run(arguments);
+        return Process(arguments).wait(DEADLINE);
     }
     // What it prints; anything but success is a failure.
     static std::string shown(const std::vector<std::string>& arguments) {
@@ -37,6 +39,12 @@ class AccountWorld : public testing::Test {
         EXPECT_EQ(result.exitStatus, 0) << result;
         EXPECT_EQ(result.err, "");
         return result.out;
+    }
+    // What it complains of when it fails.
+    static std::string failure(const std::vector<std::string>& arguments) {
+        const ProcessResult result = account(arguments);
+        EXPECT_EQ(result.exitStatus, 1) << result;
+        return result.err;
     }
     static std::string value(const std::string& query) {
         return sqliteValue("/data/db/konfig9.db", query);

@@ -10,27 +10,28 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 class Accounts : public AccountWorld {};
 
 TEST_F(Accounts, AnAccountIsAddedWithItsGroup) {
     EXPECT_EQ(shown({"status"}), "there is no Google account\n");
-    shown({"add", "--group", "0x8", "--name", "Büro", "--user", "me@mail.test", "--interval", "7", "--active",
+    shown({"add", "--group", "bit3", "--name", "Büro", "--user", "me@mail.test", "--interval", "7", "--active",
            "--google-group", "contactGroups/1b7", "--token", "/tmp/token"});
-    EXPECT_EQ(value("SELECT googleAccountId||accountname||serverusername||refreshToken||needsNewAuth||googleGroup||"
-                    "updateinterval||serveractiv FROM GoogleServerConfig WHERE contactGroupId=8"),
-              "1Bürome@mail.test1//09invented-refresh-token-of-the-stand-in0contactGroups/1b771");
-    EXPECT_EQ(value("SELECT type||name FROM ContactGroup WHERE contactGroupId=8"), "0Büro");
-
-    // The next ones take what is free, and leave a group that exists as it is.
+    EXPECT_EQ(value("SELECT printf('%d|%s|%s|%s|%d|%s|%d|%d',googleAccountId,accountname,serverusername,refreshToken,"
+                    "needsNewAuth,googleGroup,updateinterval,serveractiv) FROM GoogleServerConfig"),
+              "1|Büro|me@mail.test|1//09invented-refresh-token-of-the-stand-in|0|contactGroups/1b7|7|1");
+    EXPECT_EQ(value("SELECT type||'|'||name FROM ContactGroup WHERE contactGroupId=8"), "0|Büro");
     shown({"add"});
-    EXPECT_EQ(value("SELECT contactGroupId||needsNewAuth FROM GoogleServerConfig WHERE googleAccountId=2"), "21");
-    shown({"add", "--group", "bit0", "--name", "X"});
-    EXPECT_EQ(value("SELECT name FROM ContactGroup WHERE contactGroupId=1"), "Telefonbuch Standard");
+    EXPECT_EQ(value("SELECT contactGroupId||'|'||needsNewAuth FROM GoogleServerConfig WHERE googleAccountId=2"), "2|1");
     shown({"remove", "--group", "2", "--yes"});
     shown({"add", "--group", "32768"});
     EXPECT_EQ(value("SELECT googleAccountId FROM GoogleServerConfig WHERE contactGroupId=32768"), "2");
+    // Where all exist, one that holds nothing does, and keeps its name.
+    fill("INSERT INTO Contact VALUES(9,2)");
+    fill(
+        "WITH g(b) AS (VALUES(2) UNION ALL SELECT b*2 FROM g WHERE b<32768)"
+        "INSERT OR IGNORE INTO ContactGroup(contactGroupId,type,name) SELECT b,0,b FROM g");
+    EXPECT_THAT(shown({"add"}), HasSubstr("fills contact group 4 (0x4) \"4\""));
 }
 
 TEST_F(Accounts, WhatCannotBeIsRefusedWithAReason) {
@@ -50,7 +51,10 @@ TEST_F(Accounts, WhatCannotBeIsRefusedWithAReason) {
         {{"sync", "--group"}, 2, "a value is missing behind --group"},
         {{"sync", "--group", "4", "--json"}, 2, "there is no option --json"},
         {{"sync", "--group", "4", "now"}, 2, "'now'"},
-        {{"sync", "--group", "4", "--retry-limit", "65536"}, 2, "--retry-limit"},
+        {{"sync", "--group", "4", "--retry-limit", "0"}, 2, "--retry-limit"},
+        {{"sync", "--group", "4", "--retry", "3"}, 2, "more than one option begins with --retry"},
+        {{"status", "--json=x"}, 2, "a value too much in --json=x"},
+        {{"contacts", "--group", "64"}, 1, "there is no contact group 64"},
         {{"sync", "--group", "8"}, 1, "contact group 8 has no Google account"},
         {{"groups", "--group", "4"}, 1, "needs an authorisation"},
         {{"remove", "--group", "4"}, 2, "--yes is needed"},
@@ -70,19 +74,15 @@ TEST_F(Accounts, WhatCannotBeIsRefusedWithAReason) {
     EXPECT_EQ(google.count(), 0U);
 
     chmod("/data/db", 0555);
-    const bool isReadOnly = access("/data/db", W_OK) != 0;  // not to a user who may write everywhere
-    EXPECT_THAT(account({"status"}).err,
-                HasSubstr(isReadOnly ? "no write access to /data/db (Permission denied)" : ""));
+    if (access("/data/db", W_OK) != 0) {  // of a user who may write everywhere it is still writable
+        EXPECT_THAT(failure({"status"}), HasSubstr("no write access to /data/db (Permission denied)"));
+    }
     chmod("/data/db", 0755);
 }
 
 TEST_F(Accounts, EveryCommandHasItsHelp) {
-    EXPECT_THAT(shown({"--version"}), MatchesRegex("ct_account [0-9.]+\n"));
-    const std::string overview = shown({"help"});
     for (const char* command : {"add", "groups", "authorise", "sync", "status", "contacts", "search", "remove"}) {
-        EXPECT_THAT(overview, HasSubstr(command));
-        EXPECT_THAT(shown({"help", command}), HasSubstr(std::string("usage: ct_account ") + command));
-        EXPECT_EQ(shown({command, "--help"}), shown({"help", command}));
+        EXPECT_THAT(shown({command, "--help"}), HasSubstr(std::string("usage: ct_account ") + command + " "));
     }
 }
 
@@ -96,8 +96,9 @@ TEST_F(Accounts, AStatusTellsRunsAndResultsInWords) {
     writeFile("/data/etc/googleclient_2.err", "2,8104\n");
     EXPECT_THAT(shown({"status", "--group", "2"}),
                 AllOf(HasSubstr("process " + self + " was killed"), HasSubstr("8104 (the phone book is full)")));
-    writeFile("/data/etc/googleclient_2.err", "2,9999\n");
-    EXPECT_THAT(shown({"status", "--json"}), HasSubstr("\"lastResultText\":\"unknown result\""));
+    writeFile("/data/etc/googleclient_2.err", "");  // of a full disk
+    EXPECT_THAT(shown({"status", "--json"}), HasSubstr(R"("lastResult":null,
+    "lastResultText":"a failure whose code could not be stored")"));
     shown({"remove", "--group", "2", "--yes"});
     EXPECT_FALSE(fileExists("/data/etc/googlesync_2.syn") || fileExists("/data/etc/googleclient_2.err"));
 }
