@@ -39,7 +39,7 @@ void readTexts(json_object* root, GoogleAccount& account) {
 void readGroups(json_object* list, GoogleAccount& account) {
     for (std::size_t i = 0; i < length(list); i++) {
         json_object* object = json_object_array_get_idx(list, i);
-        ContactGroup group;
+        GoogleContactGroup group;
         group.resourceName = jsonText(object, "resourceName", "");
         group.name = jsonText(object, "name", "");
         group.formattedName = jsonText(object, "formattedName", group.name);
@@ -100,7 +100,7 @@ std::string personText(const GooglePerson& person) {
     return text + "}";
 }
 
-std::string groupText(const ContactGroup& group) {
+std::string groupText(const GoogleContactGroup& group) {
     return "{\"resourceName\":" + jsonQuoted(group.resourceName) + ",\"name\":" + jsonQuoted(group.name) +
            ",\"formattedName\":" + jsonQuoted(group.formattedName) + ",\"groupType\":" + jsonQuoted(group.groupType) +
            "}";

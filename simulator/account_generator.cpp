@@ -69,7 +69,7 @@ constexpr std::array RANGES{Range{"(030) 23125-", "+493023125", 1000, 3}, Range{
                             Range{"+49 69 90009 ", "+496990009", 1000, 3}, Range{"089/99998-", "+498999998", 1000, 3}};
 constexpr unsigned USER_GROUPS_FROM = 5;
 
-std::vector<ContactGroup> groups() {
+std::vector<GoogleContactGroup> groups() {
     constexpr const char* SYSTEM = "SYSTEM_CONTACT_GROUP";
     constexpr const char* USER = "USER_CONTACT_GROUP";
     return {{"contactGroups/myContacts", "myContacts", "Meine Kontakte", SYSTEM},
@@ -236,7 +236,7 @@ void addAddress(PersonWriter& person, Dice& dice) {
                              {"countryCode", "DE"}});
 }
 
-void addMemberships(PersonWriter& person, Dice& dice, const std::vector<ContactGroup>& all) {
+void addMemberships(PersonWriter& person, Dice& dice, const std::vector<GoogleContactGroup>& all) {
     for (std::size_t i = 0; i < all.size(); i++) {
         if (i == 0 || (i < USER_GROUPS_FROM ? dice.oneIn(6) : dice.oneIn(2))) {
             const std::string& name = all[i].resourceName;

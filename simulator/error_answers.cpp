@@ -20,9 +20,10 @@ constexpr std::array OAUTH_ERRORS{
     OauthError{403, "access_denied", "Forbidden"},
     OauthError{0, "slow_down", "Forbidden"},
     OauthError{428, "authorization_pending", "Precondition Required"},
-    OauthError{429, "rate_limit_exceeded", "Rate limit exceeded."},
     OauthError{500, "internal_failure", "Backend Error"},
 };
+
+constexpr std::string_view SCOPE_INSUFFICIENT = "ACCESS_TOKEN_SCOPE_INSUFFICIENT";
 
 // What the People API says.
 struct ApiError {
@@ -38,8 +39,7 @@ constexpr std::array API_ERRORS{
              "valid authentication credential. See "
              "https://developers.google.com/identity/sign-in/web/devconsole-project.",
              "ACCESS_TOKEN_EXPIRED"},
-    ApiError{403, "PERMISSION_DENIED", "Request had insufficient authentication scopes.",
-             "ACCESS_TOKEN_SCOPE_INSUFFICIENT"},
+    ApiError{403, "PERMISSION_DENIED", "Request had insufficient authentication scopes.", SCOPE_INSUFFICIENT},
     ApiError{404, "NOT_FOUND", "Requested entity was not found.", ""},
     ApiError{409, "ABORTED", "The operation was aborted.", ""},
     ApiError{429, "RESOURCE_EXHAUSTED",
@@ -69,7 +69,13 @@ std::string_view usualDescription(std::string_view error) {
     return "Bad Request";
 }
 
-HttpAnswer usualOauthError(int status, std::string_view error) {
+HttpAnswer usualOauthError(Endpoint endpoint, int status, std::string_view error) {
+    const bool isQuota = error == "rate_limit_exceeded" || (error.empty() && status == 403);
+    if (endpoint == Endpoint::DeviceCode && isQuota) {  // the one error in a member of another name
+        HttpAnswer answer = oauthAnswer(status);
+        answer.body = R"({"error_code":"rate_limit_exceeded"})";
+        return answer;
+    }
     for (const OauthError& known : OAUTH_ERRORS) {
         if (error.empty() && known.status == status) {
             return oauthError(status, known.error);
@@ -87,6 +93,17 @@ HttpAnswer usualApiError(int status, std::string_view reason) {
     return apiError(status, "Unknown error.", reason);
 }
 
+constexpr std::string_view INVALID_TOKEN = R"(Bearer realm="https://accounts.google.com/", error="invalid_token")";
+// Who has too small a scope is told all that would do: a header of many hundreds of characters.
+constexpr std::string_view INSUFFICIENT_SCOPE =
+    "Bearer realm=\"https://accounts.google.com/\", error=\"insufficient_scope\", scope=\""
+    "https://www.googleapis.com/auth/contacts https://www.googleapis.com/auth/contacts.other.readonly "
+    "https://www.googleapis.com/auth/contacts.readonly https://www.googleapis.com/auth/directory.readonly "
+    "https://www.googleapis.com/auth/user.addresses.read https://www.googleapis.com/auth/user.birthday.read "
+    "https://www.googleapis.com/auth/user.emails.read https://www.googleapis.com/auth/user.gender.read "
+    "https://www.googleapis.com/auth/user.organization.read https://www.googleapis.com/auth/user.phonenumbers.read "
+    "https://www.googleapis.com/auth/userinfo.email https://www.googleapis.com/auth/userinfo.profile\"";
+
 constexpr std::string_view pageText(int status) {
     switch (status) {
         case 404:
@@ -102,9 +119,7 @@ constexpr std::string_view pageText(int status) {
 }  // namespace
 
 HttpAnswer oauthError(int status, std::string_view error, std::string_view description) {
-    HttpAnswer answer;
-    answer.status = status;
-    answer.headers = {{"Cache-Control", "no-cache, no-store, max-age=0, must-revalidate"}, {"Pragma", "no-cache"}};
+    HttpAnswer answer = oauthAnswer(status);
     answer.body = "{\n  \"error\": " + jsonQuoted(error) + ",\n  \"error_description\": " +
                   jsonQuoted(description.empty() ? usualDescription(error) : description) + "\n}";
     return answer;
@@ -114,10 +129,8 @@ HttpAnswer apiError(int status, std::string_view message, std::string_view reaso
     HttpAnswer answer;
     answer.status = status;
     answer.headers = {{"Server", "ESF"}, {"Cache-Control", "private"}};
-    if (status == 401 || status == 403) {
-        answer.headers.emplace_back("WWW-Authenticate",
-                                    "Bearer realm=\"https://accounts.google.com/\", error=\"" +
-                                        std::string(status == 401 ? "invalid_token" : "insufficient_scope") + "\"");
+    if (status == 401 || reason == SCOPE_INSUFFICIENT) {
+        answer.headers.emplace_back("WWW-Authenticate", status == 401 ? INVALID_TOKEN : INSUFFICIENT_SCOPE);
     }
     answer.body = "{\n  \"error\": {\n    \"code\": " + std::to_string(status) +
                   ",\n    \"message\": " + jsonQuoted(message) + ",\n    \"status\": " + jsonQuoted(apiStatus(status));
@@ -156,7 +169,7 @@ HttpAnswer errorAnswer(const HttpRequest& request, int status, std::string_view 
     switch (request.endpoint) {
         case Endpoint::Token:
         case Endpoint::DeviceCode:
-            return usualOauthError(status, error);
+            return usualOauthError(request.endpoint, status, error);
         case Endpoint::Connections:
         case Endpoint::Groups:
             return usualApiError(status, error);

@@ -22,7 +22,7 @@ struct GooglePerson {
 // Reads a person as Google writes it; false: the text is no JSON object (the person is then untouched).
 [[nodiscard]] bool parsePerson(const std::string& json, GooglePerson& person);
 
-struct ContactGroup {
+struct GoogleContactGroup {
     std::string resourceName{};                   // "contactGroups/myContacts" or "contactGroups/4f1c"
     std::string name{};                           // "myContacts"
     std::string formattedName{};                  // in the language of the account: "Meine Kontakte"
@@ -62,7 +62,7 @@ struct GoogleAccount {
     unsigned accessTokenLifetime{3599};     // seconds
     std::vector<AccessToken> accessTokens;  // issued and not forgotten; clear() makes the client renew (401)
     DeviceAuthorisation device;
-    std::vector<ContactGroup> groups;             // memberCount is counted from the persons' memberships
+    std::vector<GoogleContactGroup> groups;       // memberCount is counted from the persons' memberships
     std::vector<GooglePerson> persons;            // in the order they are listed
     std::map<std::string, GooglePhoto> photos{};  // by path, on every googleusercontent host: "/contacts/abc=s100"
 };

@@ -18,6 +18,9 @@
 [[nodiscard]] HttpAnswer tokenAnswer(const HttpRequest& request, GoogleAccount& account);
 [[nodiscard]] HttpAnswer deviceCodeAnswer(const HttpRequest& request, GoogleAccount& account);
 
+// An answer of these two, good or bad, without its body.
+[[nodiscard]] HttpAnswer oauthAnswer(int status = 200);
+
 // {"error":..., "error_description":...}; an empty description: the usual one of that error.
 [[nodiscard]] HttpAnswer oauthError(int status, std::string_view error, std::string_view description = {});
 

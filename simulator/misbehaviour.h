@@ -43,7 +43,8 @@ struct Misbehaviour {
     unsigned count{1};  // how many from there on; 0: every one
     int status{0};      // HTTP status; 0: as usual
     // Word in the error body of that status: for Token and DeviceCode the OAuth "error" ("invalid_grant",
-    // "invalid_scope", "authorization_pending", ...), for the lists the "reason" in the details. Empty: the usual one.
+    // "invalid_scope", "authorization_pending", ...; DeviceCode's "rate_limit_exceeded" comes as "error_code"), for the
+    // lists the "reason" in the details. Empty: the usual one.
     std::string error{};
     Content content{Content::Usual};
     std::string text{};         // for Content::Text

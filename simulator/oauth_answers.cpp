@@ -37,19 +37,9 @@ std::string issueAccessToken(GoogleAccount& account) {
     return token.text;
 }
 
-// The headers of every good answer here.
-HttpAnswer noStoreAnswer() {
-    HttpAnswer answer;
-    answer.contentType = "application/json; charset=utf-8";
-    answer.headers = {{"Cache-Control", "no-cache, no-store, max-age=0, must-revalidate"},
-                      {"Pragma", "no-cache"},
-                      {"Server", "scaffolding on HTTPServer2"}};
-    return answer;
-}
-
 // Without the refresh token when it is empty, as after a renewal.
 HttpAnswer tokens(GoogleAccount& account, std::string_view refreshToken) {
-    HttpAnswer answer = noStoreAnswer();
+    HttpAnswer answer = oauthAnswer();
     answer.body = "{\n  \"access_token\": " + jsonQuoted(issueAccessToken(account)) +
                   ",\n  \"expires_in\": " + std::to_string(account.accessTokenLifetime);
     if (!refreshToken.empty()) {
@@ -92,6 +82,19 @@ HttpAnswer refresh(std::string_view refreshToken, GoogleAccount& account) {
 
 }  // namespace
 
+HttpAnswer oauthAnswer(int status) {
+    HttpAnswer answer;
+    answer.status = status;
+    answer.contentType = "application/json; charset=utf-8";
+    answer.headers = {{"Cache-Control", "no-cache, no-store, max-age=0, must-revalidate"},
+                      {"Pragma", "no-cache"},
+                      {"Server", "scaffolding on HTTPServer2"},
+                      {"Vary", "X-Origin"},
+                      {"Vary", "Referer"},
+                      {"Vary", "Origin,Accept-Encoding"}};
+    return answer;
+}
+
 HttpAnswer tokenAnswer(const HttpRequest& request, GoogleAccount& account) {
     const std::string grant = request.formValue("grant_type");
     if (grant.empty()) {
@@ -121,7 +124,7 @@ HttpAnswer deviceCodeAnswer(const HttpRequest& request, GoogleAccount& account) 
     }
     DeviceAuthorisation& device = account.device;
     device.redeemed = false;
-    HttpAnswer answer = noStoreAnswer();
+    HttpAnswer answer = oauthAnswer();
     answer.body = "{\n  \"device_code\": " + jsonQuoted(device.deviceCode) +
                   ",\n  \"user_code\": " + jsonQuoted(device.userCode) +
                   ",\n  \"expires_in\": " + std::to_string(device.expiresIn) +

@@ -155,7 +155,7 @@ std::string personText(const GooglePerson& person, const Page& page) {
 }
 
 // Persons whose memberships name the group.
-std::size_t countMembers(const GoogleAccount& account, const ContactGroup& group) {
+std::size_t countMembers(const GoogleAccount& account, const GoogleContactGroup& group) {
     // In its quotes, so that "contactGroups/1" is not found in "contactGroups/12".
     const std::string name = jsonQuoted(group.resourceName);
     return static_cast<std::size_t>(
@@ -165,7 +165,7 @@ std::size_t countMembers(const GoogleAccount& account, const ContactGroup& group
         }));
 }
 
-std::string groupText(const GoogleAccount& account, const ContactGroup& group, const Page& page) {
+std::string groupText(const GoogleAccount& account, const GoogleContactGroup& group, const Page& page) {
     std::string text = "{";
     addText(text, "      ", "resourceName", group.resourceName);
     addText(text, "      ", "etag", base64(group.name));
@@ -256,10 +256,11 @@ HttpAnswer groupsAnswer(const HttpRequest& request, const GoogleAccount& account
         return apiError(400, page.problem);
     }
     std::string text = listText(request, "contactGroups", account.groups, page,
-                                [&](const ContactGroup& group) { return groupText(account, group, page); });
+                                [&](const GoogleContactGroup& group) { return groupText(account, group, page); });
     if (!account.groups.empty()) {
         addMember(text, "  ", "totalItems", std::to_string(account.groups.size()));
     }
+    addText(text, "  ", "nextSyncToken", "EKjQ07mPhIQD");  // on every page; nobody asks for changes with it
     return listAnswer(std::move(text));
 }
 

@@ -28,7 +28,7 @@ const unsigned char* bytesOf(std::string_view text) {
 
 }  // namespace
 
-void JsonRelease::operator()(json_object* object) const noexcept {
+void JsonHandleRelease::operator()(json_object* object) const noexcept {
     json_object_put(object);
 }
 

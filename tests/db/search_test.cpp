@@ -92,9 +92,9 @@ class Search : public OpenSet {
             constexpr std::array GROUPS{0U, 1U, 0x80000000U, 0x80000001U, 0x40000001U, 0x04000000U};
             const Contact contact{static_cast<uint16_t>(id), GROUPS[random() % GROUPS.size()]};
             ContactDetail work{};
-            EXPECT_EQ(orindb_replaceKontakt(&db, &contact) + put(contact.contactId, 3, "Mara") +
-                          orindb_createCtD(&db, contact.contactId, 2, name.c_str(), &work),
-                      ORINDB_OK);
+            EXPECT_THAT(Codes({orindb_replaceKontakt(&db, &contact), put(contact.contactId, 3, "Mara"),
+                               orindb_createCtD(&db, contact.contactId, 2, name.c_str(), &work)}),
+                        testing::Each(ORINDB_OK));
             all.emplace_back(work.value, contact.contactId);
             if (contact.contactGrpBitfield != 0x04000000) {
                 searched.emplace_back(work.value, contact.contactId);

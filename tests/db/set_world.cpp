@@ -18,6 +18,22 @@ NewMachine::NewMachine() {
     semctl(semget(16968, 0, 0), 0, IPC_RMID);
 }
 
+std::jthread NewMachine::atLine(uint32_t level, const std::string& text, const std::function<void()>& action) {
+    return std::jthread([=, this](const std::stop_token& stop) {
+        while (!stop.stop_requested() && !hasLine(level, text)) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        action();
+    });
+}
+
+std::jthread NewMachine::holdFile(const std::string& path) {
+    sqlite3* holder = nullptr;
+    EXPECT_EQ(sqlite3_open(path.c_str(), &holder), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    return atLine(ORINLOG_INFO, "busy or locked", [holder] { sqlite3_close(holder); });
+}
+
 OpenSet::OpenSet() {
     EXPECT_EQ(orindb_openAllDbsWithDefaultNames(&db, nullptr, ORINDB_NOTIFY_CHANGES), ORINDB_OK);
     queue.clear();
@@ -38,16 +54,6 @@ std::string OpenSet::lastSelect() const {
     const auto line = std::find_if(lines.rbegin(), lines.rend(),
                                    [](const std::string& text) { return text.find("SELECT") != std::string::npos; });
     return line != lines.rend() ? line->substr(line->find("SELECT"), line->rfind(" db=") - line->find("SELECT")) : "";
-}
-
-std::jthread holdFile(const std::string& path) {
-    sqlite3* connection = nullptr;
-    EXPECT_EQ(sqlite3_open(path.c_str(), &connection), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(connection, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-    return std::jthread([connection] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(250));
-        sqlite3_close(connection);
-    });
 }
 
 void sqliteChange(const std::string& path, const std::string& sql) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -21,8 +22,8 @@ constexpr char CALL_RECORDS_FILE[] = "/data/db/gesprdat3.db";
 constexpr char PBX_FILE[] = "/data/db/pbx4.db";
 constexpr char LOCK_FILE[] = "/tmp/dblockfile~";
 
-// Another connection that has a file for itself for the next 250 ms.
-std::jthread holdFile(const std::string& path);
+// What calls return, in the order they are made: EXPECT_THAT(Codes({first(), second()}), Each(ORINDB_OK)).
+using Codes = std::vector<int>;
 
 // The rows of a query from outside: "1|one;2|two;".
 std::string rows(const std::string& query, const std::string& path = KONFIG_FILE);
@@ -48,6 +49,11 @@ class NewMachine : public testing::Test {
     [[nodiscard]] size_t errors() const {
         return log.texts(ORINLOG_ERROR).size();
     }
+    // Does something in another thread once there is such a line, or at the latest when that thread is to end.
+    [[nodiscard]] std::jthread atLine(uint32_t level, const std::string& text, const std::function<void()>& action);
+    // Another connection has the file for itself until somebody says that it waits for it.
+    [[nodiscard]] std::jthread holdFile(const std::string& path);
+
     LogCapture log;
     DbContext db{};
 };

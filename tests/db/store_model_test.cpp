@@ -5,7 +5,6 @@
 
 #include "file_tools.h"
 #include "orindb_contactlist.h"
-#include "orindb_contactsearch.h"
 #include "orindb_xml.h"
 #include "set_world.h"
 
@@ -24,7 +23,10 @@ struct Model {
         std::erase_if(details, [this](const auto& detail) { return !groups.contains(detail.first.first); });
     }
     void set(uint16_t contactId, int32_t key, const std::string& value) {
-        value.empty() ? void(details.erase({contactId, key})) : void(details[{contactId, key}] = value);
+        details.erase({contactId, key});
+        if (!value.empty()) {
+            details[{contactId, key}] = value;
+        }
     }
     [[nodiscard]] std::string rows() const {
         std::string all;
@@ -49,7 +51,7 @@ class RandomStore : public OpenSet {
     auto pick(const List& list) {
         return *std::next(std::begin(list), static_cast<std::ptrdiff_t>(random() % std::size(list)));
     }
-    // Each does something to the store and the same to the model, and tells the code that it got.
+    // Each does something to the store and the same to the model and gives its code. A removal's tells no failure.
     int create(Model& after) {
         constexpr std::array GROUPS{0U, 1U, 2U, 6U, 0x80000000U, 0x80000001U, 0x04000001U, 0x40000000U};
         Contact contact{};
@@ -96,13 +98,13 @@ class RandomStore : public OpenSet {
             after.announced = {
                 {1101, "3;" + std::to_string(id) + ';' + std::to_string(static_cast<int32_t>(groups)) + '\0'}};
         }
-        return orindb_removeCt(&db, id) + (Fault::hasFailed() ? ORINDB_FAILED : 0);  // it tells nothing of its failure
+        return orindb_removeCt(&db, id) != ORINDB_OK || Fault::hasFailed() ? ORINDB_FAILED : ORINDB_OK;
     }
     int removeAll(Model& after) {
         after.removeIf([](const auto& contact) { return (contact.second & 0x7C000000) == 0; });
         after.assigned.clear();
         after.announced = {{1103, std::string(1, '\0')}};
-        return orindb_removeCtall(&db) + (Fault::hasFailed() ? ORINDB_FAILED : 0);
+        return orindb_removeCtall(&db) != ORINDB_OK || Fault::hasFailed() ? ORINDB_FAILED : ORINDB_OK;
     }
     int removeCsv(Model& after) {
         after.removeIf([](const auto& contact) { return contact.second == 0x80000000; });
@@ -136,21 +138,6 @@ class RandomStore : public OpenSet {
                   model.rows());
         ASSERT_EQ(db.handles[ORINDB_KONFIG].transactionDepth, 0);
     }
-    void search() {
-        std::set<uint16_t> expected;
-        for (const auto& [place, value] : model.details) {
-            const uint32_t groups = model.groups.at(place.first);
-            if (place.second == ORINDB_DETAIL_FAMILY_NAME && (value[0] | ' ') == 'm' &&
-                (groups == 0 || (groups & 0x83FFFFFF) != 0)) {
-                expected.insert(place.first);
-            }
-        }
-        for (const auto& name :
-             read<ContactDetail>([&](auto... out) { return orindb_searchContactsByName(&db, "m", out...); })) {
-            EXPECT_EQ(expected.erase(name.contactId), 1U) << name.value;
-        }
-        EXPECT_THAT(expected, testing::IsEmpty());
-    }
 
     static constexpr std::array KEYS{1, 2, 2, 3, 12, 51};
     static constexpr std::array VALUES{"mara", "Moritz", "O'Neill", "Müller", "100%", "4711", "Öz", ""};
@@ -162,7 +149,6 @@ TEST_F(RandomStore, HoldsWhatAModelHoldsAndAFailureChangesNothing) {
     for (int i = 0; i < 800 && !HasFatalFailure(); ++i) {
         SCOPED_TRACE("step " + std::to_string(i));
         step();
-        search();
     }
 }
 

@@ -58,7 +58,8 @@ TEST_F(Wrapper, AKeptStatementIsTheHandlesAndRunsInEverySchema) {
     const char* sql = "INSERT INTO t(a) VALUES(?1)";
     const auto insert = [&](int value) {
         const Cursor kept = keep(sql);
-        return db_cursor_bind_int(kept.get(), 1, value) + db_cursor_next(kept.get());
+        EXPECT_EQ(db_cursor_bind_int(kept.get(), 1, value), 0);
+        return db_cursor_next(kept.get());
     };
     {
         const Cursor one = keep(sql);
@@ -163,15 +164,15 @@ TEST_F(Wrapper, OnlyTheOutermostTransactionReachesTheFileAndRunsEachCallbackOnce
         run("R");
         EXPECT_EQ(called, "");
         const int result = transaction(mode);
-        return std::exchange(called, "") + std::to_string(result);
+        return std::exchange(called, "") + ' ' + std::to_string(result);
     };
-    EXPECT_EQ(endWithCallbacks(DB_COMMIT), "ba0");
+    EXPECT_EQ(endWithCallbacks(DB_COMMIT), "ba 0");
     EXPECT_EQ(stored(), "1|2;1|2;") << "an inner rollback takes nothing back";
-    EXPECT_EQ(endWithCallbacks(DB_ROLLBACK), "ba0") << "a rollback runs them, too";
+    EXPECT_EQ(endWithCallbacks(DB_ROLLBACK), "ba 0") << "a rollback runs them, too";
     EXPECT_EQ(stored(), "1|2;1|2;1|2;") << "what a callback wrote";
     {
         const Fault full(Fault::sql, 2);
-        EXPECT_EQ(endWithCallbacks(DB_COMMIT), "-1");
+        EXPECT_EQ(endWithCallbacks(DB_COMMIT), " -1");
         const Fault stillFull(Fault::sql, 0);
         EXPECT_EQ(transaction(DB_BEGIN), ORINDB_FAILED);
     }
@@ -188,11 +189,13 @@ TEST_F(Wrapper, OnlyTheOutermostTransactionReachesTheFileAndRunsEachCallbackOnce
 TEST_F(Wrapper, ACursorBindsStepsAndReadsByNumberAndByName) {
     ASSERT_EQ(query("INSERT INTO t VALUES(?1,?2)"), 0);
     DbCursor* c = cursor.get();
-    EXPECT_EQ(db_cursor_bind_int64(c, 1, 4294967301) + db_cursor_bind_text(c, 2, "five"), 0);
-    EXPECT_EQ(db_cursor_next(c) + db_cursor_reset(c) + db_cursor_bind_int(c, 1, -5), 0);
-    EXPECT_EQ(db_cursor_next(c) + db_cursor_reset(c) + db_cursor_clear_bindings(c) + db_cursor_next(c), 0);
+    EXPECT_THAT(Codes({db_cursor_bind_int64(c, 1, 4294967301), db_cursor_bind_text(c, 2, "five"), db_cursor_next(c),
+                       db_cursor_reset(c), db_cursor_bind_int(c, 1, -5), db_cursor_next(c), db_cursor_reset(c),
+                       db_cursor_clear_bindings(c), db_cursor_next(c)}),
+                testing::Each(0));
     EXPECT_EQ(stored(), "4294967301|five;-5|five;NULL|NULL;");
-    EXPECT_EQ(db_cursor_bind_int(c, 0, 1) + db_cursor_bind_int64(c, 3, 1) + db_cursor_bind_text(c, 1, nullptr), -3);
+    const Codes refused{db_cursor_bind_int(c, 0, 1), db_cursor_bind_int64(c, 3, 1), db_cursor_bind_text(c, 1, nullptr)};
+    EXPECT_THAT(refused, testing::Each(-1));
 
     ASSERT_EQ(query("SELECT a, b AS Text FROM t WHERE a>0 OR a IS NULL"), 0);
     c = cursor.get();

@@ -43,7 +43,7 @@ TEST(Answers, AMemberIsReadAsItsTypeAndComplainedOfAsAnyOther) {
         EXPECT_EQ(log.texts(ORINLOG_ERROR), complaints);
     }
     const JsonObject list(json_tokener_parse("[1]"));
-    EXPECT_EQ(readAs(nullptr) + readAs(list.get()), "- - -- - -");
+    EXPECT_EQ(readAs(nullptr) + "|" + readAs(list.get()), "- - -|- - -");
 }
 
 TEST(Answers, AConnectorThatCouldNotBeMadeFailsEveryRequest) {

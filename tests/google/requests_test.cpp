@@ -58,7 +58,8 @@ TEST_F(Requests, ARenewalKeepsWhatItCannotReplace) {
     EXPECT_FALSE(renewFrom(R"({"token_type":"U"})"));
     const std::string failed = "orin_renewAccessToken: failed, got no ";
     EXPECT_THAT(log.texts(ORINLOG_ERROR), testing::ElementsAre(failed + "token type", failed + "access token"));
-    EXPECT_EQ(std::string(connector->tokenType) + connector->accessToken, "T" + token.substr(0, GOOGLE_TOKEN_SIZE - 1));
+    EXPECT_STREQ(connector->tokenType, "T");
+    EXPECT_EQ(connector->accessToken, token.substr(0, GOOGLE_TOKEN_SIZE - 1));
     EXPECT_EQ(connector->refreshToken, refreshToken);
 }
 

@@ -30,8 +30,9 @@ TEST_F(Answers, PagesFollowOneAnotherUntilThereIsNoToken) {
     });
     EXPECT_EQ(google.count(Endpoint::Connections), 3U);
     EXPECT_EQ(google.log().back().connection, 1U);
-    const Reply none = ask(NAMES);
-    EXPECT_EQ(none.contentType + none.body, "application/json; charset=UTF-8{}\n");
+    EXPECT_EQ(ask(NAMES).body, "{}\n");
+    EXPECT_EQ(header("Content-Type"), "application/json; charset=UTF-8");
+    EXPECT_NE(ask(GROUPS + "?pageSize=2").at("/nextSyncToken"), "absent") << "on every page";
 }
 
 TEST_F(Answers, AListRequestThatGoogleRefusesIsRefused) {
@@ -39,15 +40,14 @@ TEST_F(Answers, AListRequestThatGoogleRefusesIsRefused) {
     for (const std::string& url :
          {PEOPLE + "?pageSize=10", PEOPLE + "?personFields=", PEOPLE + "?personFields=names,shoes",
           NAMES + "&pageSize=1001", NAMES + "&pageSize=ten", NAMES + "&pageToken=bogus", next + "&pageSize=11"}) {
-        const Reply reply = ask(url);
-        EXPECT_EQ(std::to_string(reply.status) + reply.at("/error/status"), "400INVALID_ARGUMENT") << url;
+        EXPECT_EQ(ask(url).statusAnd("/error/status"), "400 INVALID_ARGUMENT") << url;
     }
     EXPECT_EQ(ask(next + "&pageSize=10").status, 200);
-    EXPECT_EQ(ask("https://people.googleapis.com/token").contentType, "text/html; charset=UTF-8");
+    EXPECT_EQ(ask("https://people.googleapis.com/token").status, 404);
+    EXPECT_EQ(header("Content-Type"), "text/html; charset=UTF-8");
     EXPECT_EQ(ask(NAMES, {}, "stale").at("/error/status"), "UNAUTHENTICATED");
     google.update([](GoogleAccount& account) { account.accessTokens[0].expires = std::chrono::steady_clock::now(); });
-    EXPECT_EQ(ask(GROUPS).status, 401);
-    EXPECT_EQ(ask(GROUPS).at("/error/details/0/reason"), "ACCESS_TOKEN_EXPIRED");
+    EXPECT_EQ(ask(GROUPS).statusAnd("/error/details/0/reason"), "401 ACCESS_TOKEN_EXPIRED");
 }
 
 TEST_F(Answers, ADeviceCodeIsPendingThenGoodOnceAndTokensAreRefusedAsGoogleDoes) {
@@ -58,8 +58,7 @@ TEST_F(Answers, ADeviceCodeIsPendingThenGoodOnceAndTokensAreRefusedAsGoogleDoes)
     const std::string form =
         CLIENT + "&grant_type=http://oauth.net/grant_type/device/1.0&code=" + code.at("/device_code");
     for (int i = 0; i < 2; i++) {
-        const Reply pending = ask(TOKEN, form);
-        EXPECT_EQ(std::to_string(pending.status) + pending.at("/error"), "428authorization_pending");
+        EXPECT_EQ(ask(TOKEN, form).statusAnd("/error"), "428 authorization_pending");
     }
     const Reply tokens = ask(TOKEN, form);
     EXPECT_EQ(tokens.at("/expires_in"), "3599");
@@ -72,7 +71,7 @@ TEST_F(Answers, ADeviceCodeIsPendingThenGoodOnceAndTokensAreRefusedAsGoogleDoes)
     EXPECT_EQ(ask(TOKEN, CLIENT + "&grant_type=refresh_token&refresh_token=1//gone").at("/error_description"),
               "Token has been expired or revoked.");
     EXPECT_EQ(ask(TOKEN, "client_id=other&client_secret=other&grant_type=refresh_token").status, 401);
-    EXPECT_EQ(ask(TOKEN, CLIENT + "&grant_type=password").at("/error"), "unsupported_grant_type");
+    EXPECT_EQ(header("Server"), "scaffolding on HTTPServer2");
     EXPECT_EQ(ask(device, CLIENT + "&scope=mail").at("/error"), "invalid_scope");
 }
 
@@ -85,7 +84,6 @@ TEST(AccountFiles, AnAccountSurvivesBeingWrittenAndRead) {
     EXPECT_EQ(writeAccountFile(file.account), text);
     EXPECT_NE(writeAccountFile(generateAccount(40, 8)), text);
     ASSERT_EQ(file.account.persons.size(), 40U);
-    EXPECT_EQ(file.account.photos.begin()->second.bytes, account.photos.begin()->second.bytes);
     for (const char* wrong :
          {"", "[]", "{\"script\":[{\"endpont\":\"token\"}]}", "{\"certificates\":{\"\":\"bad\"}}", "{} x"}) {
         EXPECT_FALSE(parseAccountFile(wrong, file, error)) << wrong;

@@ -15,7 +15,6 @@
 struct Reply {
     CURLcode result{};
     long status{0};
-    std::string contentType{};
     std::string body{};
     // The member at a path such as "/error/status" as text; "absent" when there is none.
     [[nodiscard]] std::string at(const std::string& path) const {
@@ -23,6 +22,10 @@ struct Reply {
                                                                             json_object_put);
         json_object* value = nullptr;
         return json_pointer_get(root.get(), path.c_str(), &value) == 0 ? json_object_get_string(value) : "absent";
+    }
+    // "403 PERMISSION_DENIED": the HTTP status and such a member.
+    [[nodiscard]] std::string statusAnd(const std::string& path) const {
+        return std::to_string(status) + " " + at(path);
     }
 };
 
@@ -59,10 +62,12 @@ class GoogleClient : public ::testing::Test {
         set(CURLOPT_WRITEDATA, &reply.body);
         reply.result = curl_easy_perform(curl.get());
         curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &reply.status);
-        const char* contentType = nullptr;
-        curl_easy_getinfo(curl.get(), CURLINFO_CONTENT_TYPE, &contentType);
-        reply.contentType = contentType == nullptr ? "" : contentType;
         return reply;
+    }
+    // A header of the last answer; "" when it has none of that name.
+    std::string header(const char* name) {
+        curl_header* found = nullptr;
+        return curl_easy_header(curl.get(), name, 0, CURLH_HEADER, -1, &found) == CURLHE_OK ? found->value : "";
     }
 
     GoogleStandIn google{generateAccount(25)};

@@ -29,10 +29,6 @@ size_t LogCapture::count(uint32_t category, uint32_t level, std::string_view tex
     }));
 }
 
-bool LogCapture::has(uint32_t category, uint32_t level, std::string_view text) const {
-    return count(category, level, text) > 0;
-}
-
 std::vector<std::string> LogCapture::texts(uint32_t level) const {
     std::vector<std::string> found;
     for (auto& record : records()) {

@@ -19,7 +19,9 @@ class LogCapture {
     [[nodiscard]] std::vector<LogRecord> records() const;
     // How many of them have this category and level and the text as a part of theirs.
     [[nodiscard]] size_t count(uint32_t category, uint32_t level, std::string_view text = "") const;
-    [[nodiscard]] bool has(uint32_t category, uint32_t level, std::string_view text) const;
+    [[nodiscard]] bool has(uint32_t category, uint32_t level, std::string_view text) const {
+        return count(category, level, text) > 0;
+    }
     // The texts of this level, whatever the category.
     [[nodiscard]] std::vector<std::string> texts(uint32_t level) const;
     void clear();

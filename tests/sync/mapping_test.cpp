@@ -128,16 +128,16 @@ TEST_F(Mapping, CanonicalNumbersAreMadeWhereAndWhenANumberIsWritten) {
     const std::string others = "'value':'1*234/567'";
     const std::vector<PersonList> numbers{{"phoneNumbers", {"'value':'(0171) 39 20 001'", others, "'value':'112'"}}};
     Details stored = synced(numbers);
-    EXPECT_EQ(stored[12] + stored[13] + stored[14], "(0171) 39 20 0011*234/567112");
-    EXPECT_EQ(stored[38] + stored[39] + stored[40], "+491713920001+49301234567112");
+    EXPECT_EQ(stored[12] + "|" + stored[13] + "|" + stored[14], "(0171) 39 20 001|1*234/567|112");
+    EXPECT_EQ(stored[38] + "|" + stored[39] + "|" + stored[40], "+491713920001|+49301234567|112");
     // Another place, another meaning, but only for numbers that are written anew.
     execute("UPDATE Sonstiges SET ortVorwahl='1', landVorwahl='39', nationalPrefix='9'");
     execute("UPDATE PbxMisc SET value='39' WHERE key='TkLand'", ORINDB_PBX);
     EXPECT_EQ(synced(numbers), stored);
     // Of a longer text 40 characters are looked at.
     stored = synced({{"phoneNumbers", {"'value':'0171 39 20 002'", others, "'value':'" + std::string(60, 'x') + "'"}}});
-    EXPECT_EQ(stored[38] + stored[39], "+3901713920002+49301234567");
-    EXPECT_EQ(stored[14] + stored[40], std::string(100, 'x'));
+    EXPECT_EQ(stored[38] + "|" + stored[39], "+3901713920002|+49301234567");
+    EXPECT_EQ(stored[14] + "|" + stored[40], std::string(60, 'x') + "|" + std::string(40, 'x'));
 }
 
 TEST_F(Mapping, TextsOfAnySizeAndKindDoNoHarm) {
@@ -151,7 +151,7 @@ TEST_F(Mapping, TextsOfAnySizeAndKindDoNoHarm) {
     PhoneBook book = phoneBook();
     const std::string label = "0$" + huge.substr(0, 278);
     EXPECT_EQ(book[ADA], (Details{{1, x278 + "ä"}, {2, x278 + "x"}, {26, "A B"}, {29, label}, {51, ADA}}));
-    EXPECT_EQ(book["people/" + huge.substr(0, 273)][1] + book["people/c4"][1], "a%n%s%s%s");
+    EXPECT_EQ(book["people/" + huge.substr(0, 273)][1] + "|" + book["people/c4"][1], "a|%n%s%s%s");
     // What is stored other than it came is written again by each pass, with its message.
     announced();
     EXPECT_EQ(sync(), "4 contacts, updated");
