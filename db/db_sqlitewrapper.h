@@ -57,8 +57,8 @@ using DbAfterCommitCallback = void (*)();
 // it; the depth knows nothing of that.
 [[nodiscard]] bool db_isInTransaction(const DbHandle* handle);
 
-// Closes the connection, if open, and forgets the callbacks. A cursor that is still open has to be closed all the same;
-// a transaction is rolled back.
+// Closes the connection, if open, and forgets the callbacks. A cursor that is still open has to be closed all the same
+// (one in the middle of its rows locks the file until then); a transaction is rolled back.
 void db_closeDb(DbHandle* handle);
 
 // Closes and opens the same file again. The new connection has no collation and no transaction; the depth stays.

@@ -60,7 +60,8 @@ void orin_setRefreshToken(GoogleConnector* gContext, const char* refreshToken);
 
 // An authorised GET. The access token is obtained first when there is none, and renewed when Google answers 401; then
 // the request is repeated once. Returns the answer of status 200 (caller releases it), else nullptr after an error
-// line; for status 429 (rate limit) it is a warning, and a second 401 whose renewal succeeds has none. The status is kept for orin_getLastHttpCode.
+// line; for status 429 (rate limit) it is a warning, and a second 401 whose renewal succeeds has none. The status is
+// kept for orin_getLastHttpCode.
 [[nodiscard]] json_object* orin_requestGoogleApiObject(GoogleConnector* gContext, const char* url);
 
 // 1 when the last attempt of a request to obtain an access token failed, or without a connector; else 0.

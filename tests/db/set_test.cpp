@@ -175,6 +175,7 @@ TEST_F(Set, WithoutADataDirectoryNothingIsOpened) {
     EXPECT_TRUE(hasLine(ORINLOG_ERROR, "orindb_openDbWithDefaultNames(): path=" + fallback + " existiert nicht"));
     EXPECT_TRUE(hasLine(ORINLOG_DEBUG, "orindb_unlock: unlocked"));
     fs::create_directories(fallback);
+    EXPECT_EQ(open(0, (fallback + std::string(DB_FILE_NAME_SIZE, '/')).c_str()), ORINDB_NO_DATA_DIRECTORY) << "not cut";
     EXPECT_EQ(open(), ORINDB_OK);
     EXPECT_TRUE(fileExists(fallback + "/konfig9.db"));
 }

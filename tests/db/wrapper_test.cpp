@@ -82,6 +82,7 @@ TEST_F(Wrapper, AKeptStatementIsTheHandlesAndRunsInEverySchema) {
     // A connection with statements would stay open, and its lock with it.
     run("B");
     EXPECT_EQ(insert(5), 0);
+    const Cursor stillOpen = keep("SELECT a FROM t");
     EXPECT_EQ(reconnectSqlite(&handle), ORINDB_OK);
     EXPECT_EQ(insert(6), 0);
     EXPECT_EQ(stored(), "NULL|NULL|9;1|NULL|9;2|NULL|9;4|NULL|9;6|NULL|9;");
@@ -211,6 +212,7 @@ TEST_F(Wrapper, ACursorBindsStepsAndReadsByNumberAndByName) {
         EXPECT_EQ(db_cursor_get_int(c, column), 0);
     }
     EXPECT_EQ(db_cursor_next(c), 0);
+    EXPECT_EQ(query("-- no statement"), -1);
     EXPECT_EQ(query("SELECT x FROM t"), -1);
     EXPECT_TRUE(hasLine(ORINLOG_ERROR, "db_cursor_query: Error preparing SQL SELECT x FROM t: 1: no such column: x"));
 }

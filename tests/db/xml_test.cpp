@@ -135,14 +135,16 @@ TEST_F(Xml, ModulesHaveRulesForTheirRows) {
     const std::string begin = "<r><googleAccountId>";
     ASSERT_EQ(importText("<GoogleServerConfig_table>" + begin + "0</googleAccountId></r>" + begin +
                          "1</googleAccountId><googleGroup>0</googleGroup><accountname>" + std::string(600, 'n') +
-                         "</accountname></r></GoogleServerConfig_table><ContactDetail_table><r><contactId>1</contactId>"
+                         "</accountname></r><r><googleAccountId "
+                         "type='real'>1p+1</googleAccountId></r></"
+                         "GoogleServerConfig_table><ContactDetail_table><r><contactId>1</contactId>"
                          "<key>3</key><value>a\tb\nc</value></r></ContactDetail_table>"),
               ORINDB_OK);
     EXPECT_EQ(rows("SELECT value FROM ContactDetail"), "a b c;");
     EXPECT_EQ(orindb_xmlImportTable(&db, ORINDB_KONFIG, XML_FILE, "Contact"), ORINDB_NOT_FOUND) << "not in the file";
     EXPECT_TRUE(hasLine(ORINLOG_DEBUG, "Tabelle 17 = 'ContactDetail' wurde geaendert"));
     EXPECT_EQ(rows("SELECT googleAccountId, googleGroup, needsNewAuth, length(accountname) FROM GoogleServerConfig"),
-              "1||1|511;");
+              "1||1|511;2|NULL|1|NULL;");
 }
 
 TEST_F(Xml, WhatIsNoExportGivesACodeAndChangesNothing) {

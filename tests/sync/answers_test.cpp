@@ -131,6 +131,7 @@ TEST_F(Answers, AProxyIsUsedWhenItIsSwitchedOnWithTheCredentialsThatItWants) {
     ASSERT_TRUE(proxy.start());
     const std::string port = std::to_string(proxy.port());
     const EnvVar environment("https_proxy", ("http://127.0.0.1:" + port).c_str());
+    const EnvVar exceptions("no_proxy", "*");
     const std::string settings = "ip-address: 127.0.0.1\nproxy-port: " + port + "\nuse-proxy: ";
     writeFile("/data/etc/proxy.conf", settings + "0\n");
     EXPECT_EQ(sync(), "59 contacts, updated");

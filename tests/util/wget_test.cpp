@@ -9,6 +9,7 @@
 
 #include "env_var.h"
 #include "file_tools.h"
+#include "forward_proxy.h"
 #include "log_capture.h"
 #include "orin_guards.h"
 #include "orin_wget.h"
@@ -60,6 +61,9 @@ class Server {
     ~Server() {
         server_.stop();
         thread_.join();
+    }
+    [[nodiscard]] int port() const {
+        return std::stoi(address_.substr(address_.rfind(':') + 1));
     }
     [[nodiscard]] std::string url(const std::string& path) const {
         return address_ + path;
@@ -125,6 +129,21 @@ TEST_F(Wget, ADownloadStoresWhatTheServerSendsAsFarAsItComes) {
     EXPECT_EQ(download("/photo", folder.file("none/photo")), -1);
     EXPECT_EQ(orin_wgetToFile("file:///etc/passwd", file.c_str(), nullptr), -1);
     EXPECT_EQ(readFile(file), "");
+}
+
+TEST_F(Wget, TheProxyOfThePbxIsUsedWhereItIsAskedForWhateverTheEnvironmentSays) {
+    const EnvVar exceptions("no_proxy", "*");
+    ForwardProxy proxy(server.port(), "pbx:geheim");
+    ASSERT_TRUE(proxy.start());
+    writeFile("/data/etc/proxy.conf", "use-proxy:1\nip-address:127.0.0.1\nproxy-port:" + std::to_string(proxy.port()));
+    writeFile("/data/etc/proxy-auth.conf", "username:pbx\npassword:geheim\n");
+    EXPECT_EQ(perform(server.url("/")), 0);
+    EXPECT_TRUE(proxy.requests().empty());
+    request.proxyMode = ORIN_PROXY_AUTO;
+    EXPECT_EQ(perform(server.url("/")), 0);
+    EXPECT_EQ(proxy.requests().at(0).status, 200);
+    std::remove("/data/etc/proxy.conf");
+    std::remove("/data/etc/proxy-auth.conf");
 }
 
 TEST_F(Wget, EveryMethodSendsItsBodyAndThreeRedirectsAreFollowed) {
