@@ -17,7 +17,7 @@ constexpr orinlog_Module LOG_MODULE{ORINLOG_CAT_DB, "orindb_sqltext.c"};
 }  // namespace
 
 void orindb_vformatSql(char* out, size_t size, const char* format, va_list arguments) {
-    const int length = vsnprintf(out, size, format != nullptr ? format : "", arguments);
+    const int length = format != nullptr ? vsnprintf(out, size, format, arguments) : -1;
     if (length < 0) {
         out[0] = '\0';
     }

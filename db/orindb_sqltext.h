@@ -11,8 +11,8 @@ constexpr size_t ORINDB_SQL_WHERE = 512;
 constexpr size_t ORINDB_SQL_SELECT = 1024;
 constexpr size_t ORINDB_SQL_JOIN = 2048;
 
-// Formats into `out` (size bytes); without a format the text is empty. A text that does not fit is cut and the cut
-// logged; as a rule SQLite then refuses the statement, but a caller must keep a condition within its size.
+// Formats into `out` (size bytes); without a format the text is empty, which is logged. A text that does not fit is cut
+// and the cut logged; as a rule SQLite then refuses the statement, but a caller must keep a condition within its size.
 void orindb_vformatSql(char* out, size_t size, const char* format, __builtin_va_list arguments)
     __attribute__((format(printf, 3, 0)));
 

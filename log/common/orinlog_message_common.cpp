@@ -141,7 +141,7 @@ void endText(OrinlogRecord& record, int length) {
     }
 }
 
-void formatText(OrinlogRecord& record, const char* format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void formatText(OrinlogRecord& record, const char* format, va_list arguments) {
     endText(record, format == nullptr ? -1 : vsnprintf(record.text, sizeof(record.text), format, arguments));
 }
 
