@@ -12,7 +12,6 @@
 #include "orin_datei_tools.h"
 #include "orin_guards.h"
 #include "orin_utf8.h"
-#include "orindb_contactgroup.h"
 
 namespace {
 
@@ -120,7 +119,17 @@ bool account_readList(DbContext* databases, uint32_t group, PhoneList& list) {
     return isRead;
 }
 
-std::string account_groupName(DbContext* databases, uint32_t group) {
+bool account_readGroup(DbContext* databases, uint32_t bit, std::optional<ContactGroup>& group) {
     ContactGroup row{};
-    return orindb_getContactGroup(databases, group, &row) == ORINDB_OK ? row.name : "";
+    const int result = orindb_getContactGroup(databases, bit, &row);
+    if (result == ORINDB_NOT_FOUND) {
+        return true;
+    }
+    group = row;
+    return account_succeeded(result, "the contact group cannot be read");
+}
+
+std::string account_groupName(DbContext* databases, uint32_t group) {
+    std::optional<ContactGroup> row;
+    return account_readGroup(databases, group, row) && row ? row->name : "";
 }

@@ -11,6 +11,7 @@
 #include "message.h"
 #include "orin_memory.h"
 #include "orindb_contact.h"
+#include "orindb_contactgroup.h"
 #include "orindb_contactpartial.h"
 #include "orindb_dbaccess.h"
 #include "queue_keeper.h"
@@ -68,6 +69,9 @@ using PhoneList = std::map<uint16_t, ContactPartial>;
 
 // The list of a group's contacts, or of all (group 0). False: failed.
 [[nodiscard]] bool account_readList(DbContext* databases, uint32_t group, PhoneList& list);
+
+// Reads a contact group's row; nothing for one that does not exist. False: failed, the user has been told.
+[[nodiscard]] bool account_readGroup(DbContext* databases, uint32_t bit, std::optional<ContactGroup>& group);
 
 // The name of a contact group; empty when it does not exist.
 [[nodiscard]] std::string account_groupName(DbContext* databases, uint32_t group);

@@ -75,24 +75,30 @@ const GoogleServerConf* findAccountOf(const std::vector<GoogleServerConf>& accou
     return found != accounts.end() ? &*found : nullptr;
 }
 
-// The first group without an account that does not exist yet, or else the first that holds no contact, such as removed
-// accounts leave behind; 0 for none.
-uint32_t findFreeGroup(DbContext* databases, const std::vector<GoogleServerConf>& accounts) {
-    uint32_t empty = 0;
+// Takes the first group without an account that does not exist yet, or else the first that holds no contact, such as
+// removed accounts leave behind. False: there is none, or it cannot be told; the user has been told.
+bool findFreeGroup(DbContext* databases, const std::vector<GoogleServerConf>& accounts, uint32_t& group) {
     for (uint32_t bit = FIRST_USER_GROUP; bit <= HIGHEST_GROUP; bit <<= 1U) {
-        ContactGroup row{};
+        std::optional<ContactGroup> row;
         std::vector<Contact> contacts;
         if (findAccountOf(accounts, bit) != nullptr) {
             continue;
         }
-        if (orindb_getContactGroup(databases, bit, &row) == ORINDB_NOT_FOUND) {
-            return bit;
+        if (!account_readGroup(databases, bit, row) || !account_readContacts(databases, bit, contacts)) {
+            return false;
         }
-        if (empty == 0 && account_readContacts(databases, bit, contacts) && contacts.empty()) {
-            empty = bit;
+        if (!row) {
+            group = bit;
+            return true;
+        }
+        if (group == 0 && contacts.empty()) {
+            group = bit;
         }
     }
-    return empty;
+    if (group == 0) {
+        account_error("there is no free contact group");
+    }
+    return group != 0;
 }
 
 // Leaves the group that was asked for, or takes a free one. False: there is none, or it has an account.
@@ -105,11 +111,7 @@ bool chooseGroup(DbContext* databases, const std::vector<GoogleServerConf>& acco
         }
         return existing == nullptr;
     }
-    group = findFreeGroup(databases, accounts);
-    if (group == 0) {
-        account_error("there is no free contact group");
-    }
-    return group != 0;
+    return findFreeGroup(databases, accounts, group);
 }
 
 bool chooseAccountId(const std::vector<GoogleServerConf>& accounts, uint8_t& id) {
@@ -126,14 +128,14 @@ bool chooseAccountId(const std::vector<GoogleServerConf>& accounts, uint8_t& id)
 }
 
 bool createGroupIfMissing(DbContext* databases, uint32_t bit, const char* name) {
-    ContactGroup group{};
-    int result = orindb_getContactGroup(databases, bit, &group);
-    if (result == ORINDB_NOT_FOUND) {
-        group = {bit, 0, ""};
-        orin_strncpy(group.name, name);
-        result = orindb_saveContactGroup(databases, &group);
+    std::optional<ContactGroup> existing;
+    if (!account_readGroup(databases, bit, existing)) {
+        return false;
     }
-    return account_succeeded(result, "the contact group cannot be created");
+    ContactGroup group{bit, 0, ""};
+    orin_strncpy(group.name, name);
+    return existing ||
+           account_succeeded(orindb_saveContactGroup(databases, &group), "the contact group cannot be created");
 }
 
 // Group and account are created together or not at all.
@@ -196,8 +198,9 @@ bool readRemovable(DbContext* databases, uint32_t group, GoogleServerConf& accou
            account_isIdle(account.contactGroupId);
 }
 
-// Returns ACCOUNT_OK when the account may go. The set is closed again before its user is asked, who may take his time.
-int confirmRemoval(uint32_t group) {
+// Returns ACCOUNT_OK when the group's account, whose id *accountId gets, may go. The set is closed again before its
+// user is asked, who may take his time.
+int confirmRemoval(uint32_t group, uint8_t* accountId) {
     constexpr size_t ANSWER_SIZE = 16;
     GoogleServerConf account{};
     std::vector<Contact> contacts;
@@ -219,6 +222,7 @@ int confirmRemoval(uint32_t group) {
         account_error("nothing is removed");
         return ACCOUNT_FAILED;
     }
+    *accountId = account.googleAccountId;
     return ACCOUNT_OK;
 }
 
@@ -247,7 +251,8 @@ int account_add(const Options& options) {
 }
 
 int account_remove(const Options& options) {
-    const int confirmed = options.has(Option::yes) ? ACCOUNT_OK : confirmRemoval(options.group);
+    uint8_t accountId = 0;
+    const int confirmed = options.has(Option::yes) ? ACCOUNT_OK : confirmRemoval(options.group, &accountId);
     if (confirmed != ACCOUNT_OK) {
         return confirmed;
     }
@@ -255,8 +260,14 @@ int account_remove(const Options& options) {
     Databases databases(DatabaseUse::change);
     GoogleServerConf account{};
     std::vector<Contact> contacts;
-    if (!databases.isOpen() || !readRemovable(databases.context(), options.group, account, contacts) ||
-        !account_succeeded(db_removeDbGoogleServerConf(databases.context(), account.googleAccountId),
+    if (!databases.isOpen() || !readRemovable(databases.context(), options.group, account, contacts)) {
+        return ACCOUNT_FAILED;
+    }
+    if (accountId != 0 && accountId != account.googleAccountId) {
+        account_error("contact group %u has another account by now: nothing is removed", options.group);
+        return ACCOUNT_FAILED;
+    }
+    if (!account_succeeded(db_removeDbGoogleServerConf(databases.context(), account.googleAccountId),
                            "the account cannot be removed")) {
         return ACCOUNT_FAILED;
     }

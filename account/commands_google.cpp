@@ -2,7 +2,7 @@
 #include <curl/curl.h>
 
 #include <cstdio>
-#include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -70,9 +70,9 @@ struct DeviceCode {
     int32_t interval;   // seconds
 };
 
-std::string textOf(json_object* object, const char* member, const char* otherMember) {
+std::string textOf(json_object* object, const char* member, const char* otherMember = nullptr) {
     const char* text = orin_jsonObjectGetString(object, member);
-    if (text == nullptr) {
+    if (text == nullptr && otherMember != nullptr) {
         text = orin_jsonObjectGetString(object, otherMember);
     }
     return text != nullptr ? text : "";
@@ -102,7 +102,7 @@ bool requestDeviceCode(DeviceCode& code) {
         tellUnanswered(google);
         return false;
     }
-    code = {textOf(answer.get(), "device_code", "device_code"), textOf(answer.get(), "user_code", "user_code"),
+    code = {textOf(answer.get(), "device_code"), textOf(answer.get(), "user_code"),
             textOf(answer.get(), "verification_url", "verification_uri"),
             orin_jsonObjectGetInteger(answer.get(), "expires_in", DEFAULT_EXPIRY),
             orin_jsonObjectGetInteger(answer.get(), "interval", DEFAULT_INTERVAL)};
@@ -132,23 +132,22 @@ bool hasFinished(const SynchroniserEnd& end) {
     return false;
 }
 
-// What an outcome is compared with.
+// What an outcome is compared with: the account as it stood before the run, and when that began.
 struct RunStart {
-    GoogleServerConf account{};  // as it stood before the run
-    bool authorises = false;
+    std::string lastUpdate;
+    std::optional<std::string> token;  // where the run authorises
     char time[ORIN_LOCAL_TIME_SIZE] = "";
 };
 
 // Whether the run that ended has left a success behind. It stores its time then; when not even an error file could be
-// written nothing else shows that it did not.
+// written nothing else shows that it did not. By now the web configuration may have started the next run.
 bool hasSucceeded(const RunStart& start, const AccountStatus& status) {
     if (status.outcome == Outcome::failed) {
         account_error("the synchronisation failed: %s", account_resultText(status).c_str());
         return false;
     }
-    const char* before = start.account.lastupdatetime;
-    const bool isStored = strcmp(before, status.account.lastupdatetime) != 0 || strcmp(before, start.time) == 0;
-    if (status.outcome != Outcome::success || !isStored) {
+    const bool isStored = start.lastUpdate != status.account.lastupdatetime || start.lastUpdate == start.time;
+    if (!isStored || (status.outcome != Outcome::success && status.outcome != Outcome::running)) {
         account_error("the synchronisation left no result: the log tells more");
         return false;
     }
@@ -172,8 +171,8 @@ int showOutcome(uint32_t group, const RunStart& start, const SynchroniserEnd& en
         tellUnauthorised(account);
         return ACCOUNT_FAILED;
     }
-    if (start.authorises && strcmp(start.account.refreshToken, account.refreshToken) == 0) {
-        account_error("no authorisation came: the one from before is still in use");
+    if (start.token == account.refreshToken) {
+        account_error("Google gave no new authorisation: the one from before is in use");
         return ACCOUNT_FAILED;
     }
     return ACCOUNT_OK;
@@ -241,7 +240,7 @@ int account_authorise(const Options& options) {
     return synchronise(options,
                        {"deviceCode=" + code.deviceCode, "expiresIn=" + std::to_string(code.expiresIn),
                         "interval=" + std::to_string(code.interval)},
-                       {.account = account, .authorises = true});
+                       {.lastUpdate = account.lastupdatetime, .token = account.refreshToken});
 }
 
 int account_sync(const Options& options) {
@@ -256,5 +255,5 @@ int account_sync(const Options& options) {
     if (options.has(Option::retryWait)) {
         arguments.push_back("retryWait=" + std::to_string(options.retryWait));
     }
-    return synchronise(options, std::move(arguments), {.account = account});
+    return synchronise(options, std::move(arguments), {.lastUpdate = account.lastupdatetime, .token = {}});
 }

@@ -68,13 +68,14 @@ bool readDetails(DbContext* databases, PhoneBookEntry& entry) {
 }
 
 bool groupExists(DbContext* databases, uint32_t group) {
-    ContactGroup row{};
-    const int result = orindb_getContactGroup(databases, group, &row);
-    if (result == ORINDB_NOT_FOUND) {
-        account_error("there is no contact group %u", group);
+    std::optional<ContactGroup> row;
+    if (!account_readGroup(databases, group, row)) {
         return false;
     }
-    return account_succeeded(result, "the contact group cannot be read");
+    if (!row) {
+        account_error("there is no contact group %u", group);
+    }
+    return row.has_value();
 }
 
 // Reads the phone book of a group, sorted by name. False: failed.

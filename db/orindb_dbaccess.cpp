@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -67,23 +68,22 @@ Path executablePath() {
 }
 
 int findDataDirectory(const char* given, Directory& directory) {
-    size_t length = 0;
-    if (given != nullptr && given[0] != '\0') {
-        length = strlen(given);
-        orin_strncpy(directory.data(), given, DIRECTORY_SIZE);
-    } else {
-        orin_strncpy(directory.data(), DATA_DIRECTORY, DIRECTORY_SIZE);
-        if (!orin_fileExists(directory.data())) {
+    std::array<char, PATH_MAX> ofHome{};
+    const char* path = given;
+    if (path == nullptr || path[0] == '\0') {
+        path = DATA_DIRECTORY;
+        if (!orin_fileExists(path)) {
             const char* home = getenv("HOME");
-            length = static_cast<size_t>(
-                snprintf(directory.data(), directory.size(), "%s/%s/data/db", home != nullptr ? home : "", BUILD_ROOT));
+            snprintf(ofHome.data(), ofHome.size(), "%s/%s/data/db", home != nullptr ? home : "", BUILD_ROOT);
+            path = ofHome.data();
         }
     }
-    // A path that was cut is another one.
-    if (length >= directory.size() || !orin_fileExists(directory.data())) {
-        ORINLOG(ORINLOG_ERROR, "orindb_openDbWithDefaultNames(): path=%s existiert nicht", directory.data());
+    // One that does not fit would, cut, be another directory.
+    if (strlen(path) >= directory.size() || !orin_fileExists(path)) {
+        ORINLOG(ORINLOG_ERROR, "orindb_openDbWithDefaultNames(): path=%s existiert nicht", path);
         return ORINDB_NO_DATA_DIRECTORY;
     }
+    orin_strncpy(directory.data(), path, DIRECTORY_SIZE);
     return ORINDB_OK;
 }
 
@@ -200,8 +200,8 @@ int openLocked(DbContext* dbContext, const Directory& directory, int found, int 
     if ((flags & ORINDB_NOTIFY_CHANGES) != 0) {
         dbContext->messageQueueId = msgget(ORINDB_QUEUE_KEY, IPC_CREAT | EVERYBODY);
         if (dbContext->messageQueueId < 0) {
-            ORINLOG_AS(ORINLOG_CAT_DB_MSG, ORINLOG_ERROR, "%s: msgget() failed: %s (%d)", __func__, strerror(errno),
-                       errno);
+            ORINLOG_AS(ORINLOG_CAT_DB_MSG, ORINLOG_ERROR, "orindb_openAllDbsWithDefaultNames: msgget() failed: %s (%d)",
+                       strerror(errno), errno);
         }
     }
     if (result == ORINDB_OK && (flags & ORINDB_READONLY) == 0) {

@@ -1,8 +1,8 @@
 // HTTP(S) requests through libcurl: one request with everything it takes, and the download of an address into a file.
 //
 // An https server must show a certificate that the PBX trusts; nothing here can turn that off. Plain http, also behind
-// a redirect, has none. Requests are logged under
-// ORINLOG_CAT_WGET, TLS failures also under ORINLOG_CAT_TLS. REQUIRES: curl_global_init has been called.
+// a redirect, has none. Requests are logged under ORINLOG_CAT_WGET, TLS failures also under ORINLOG_CAT_TLS. REQUIRES:
+// curl_global_init has been called.
 #pragma once
 
 #include <cstddef>

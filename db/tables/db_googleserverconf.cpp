@@ -116,7 +116,8 @@ int groupsOfAllAccounts(DbContext* dbContext, uint32_t* groupBits) {
 }
 
 // A contact of a group that is removed loses all its groups, not only this one: what the group's account brought must
-// not live on in another group. So the groups that accounts feed matter for group 0 alone.
+// not live on in another group. The groups that accounts feed decide nothing then; they are read because no contact
+// goes when they cannot be.
 int clearGroup(DbContext* dbContext, int32_t contactGroupId) {
     uint32_t fedGroups = 0;
     int result = groupsOfAllAccounts(dbContext, &fedGroups);

@@ -97,8 +97,8 @@ bool Process::waitUntil(Milliseconds deadline, const std::function<bool()>& isDo
     }
 }
 
-bool Process::waitForOutput(const std::string& text) {
-    return waitUntil(DEADLINE, [&] { return out().find(text) != std::string::npos; });
+bool Process::waitForOutput(const std::string& text, Milliseconds deadline) {
+    return waitUntil(deadline, [&] { return out().find(text) != std::string::npos; });
 }
 
 ProcessResult Process::wait(Milliseconds deadline) {

@@ -40,7 +40,7 @@ class Process {
     // What it has printed so far.
     [[nodiscard]] std::string out() const;
     // Until standard output holds this text; false when the process ends or the deadline passes without it.
-    [[nodiscard]] bool waitForOutput(const std::string& text);
+    [[nodiscard]] bool waitForOutput(const std::string& text, Milliseconds deadline = DEADLINE);
     // Until it ends.
     ProcessResult wait(Milliseconds deadline = DEADLINE);
 
