@@ -168,6 +168,11 @@ int db_openDb(DbHandle* handle, const char* path, int flags, uint16_t clientVers
     return code;
 }
 
+int orindb_invalidParameter(const char* function) {
+    ORINLOG_FOR(function, ORINLOG_ERROR, "invalid parameters");
+    return ORINDB_INVALID_PARAMETER;
+}
+
 bool db_isInTransaction(const DbHandle* handle) {
     return handle->connection != nullptr && sqlite3_get_autocommit(handle->connection) == 0;
 }
@@ -191,8 +196,7 @@ int reconnectSqlite(DbHandle* handle) {
 int _db_execDb(DbHandle* handle, const char* sql, DbRowCallback callback, void* argument, uint8_t quiet,
                const char* caller) {
     if (handle == nullptr || sql == nullptr) {
-        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     ++statementCounter;
     const bool tracing = quiet == 0 && ORINLOG_ENABLED(ORINLOG_DEBUG);
@@ -248,8 +252,7 @@ void db_freeErrMsg(char* message) {
 
 int db_transactionDb(DbHandle* handle, int mode, uint8_t* announce) {
     if (handle == nullptr) {
-        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     if (announce != nullptr) {
         *announce = 0;

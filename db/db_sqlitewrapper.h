@@ -57,6 +57,10 @@ using DbAfterCommitCallback = void (*)();
 // it; the depth knows nothing of that.
 [[nodiscard]] bool db_isInTransaction(const DbHandle* handle);
 
+// Logs "FUNCTION: invalid parameters" for the function of any floor that was called so. Returns
+// ORINDB_INVALID_PARAMETER.
+[[nodiscard]] int orindb_invalidParameter(const char* function);
+
 // Closes the connection, if open, and forgets the callbacks. A cursor that is still open has to be closed all the same
 // (one in the middle of its rows locks the file until then); a transaction is rolled back.
 void db_closeDb(DbHandle* handle);

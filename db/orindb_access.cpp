@@ -121,8 +121,7 @@ bool isDatabase(const DbContext* dbContext, int dbType) {
 int _orindb_execDb(DbContext* dbContext, int dbType, const char* sql, DbRowCallback callback, void* argument,
                    const char* caller) {
     if (!isDatabase(dbContext, dbType) || sql == nullptr) {
-        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     const int result = _db_execDb(&dbContext->handles[dbType], sql, callback, argument, dbContext->quiet, caller);
     if (result == ORINDB_OK) {
@@ -136,8 +135,7 @@ int _orindb_execDb(DbContext* dbContext, int dbType, const char* sql, DbRowCallb
 
 int orindb_transaction(DbContext* dbContext, int dbType, int mode) {
     if (!isDatabase(dbContext, dbType)) {
-        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     uint8_t announce = 0;
     const int result = db_transactionDb(&dbContext->handles[dbType], mode, &announce);
@@ -186,8 +184,7 @@ void increaseChangeCounter(DbContext* dbContext, int dbType, const char* sql) {
 
 int orindb_writeToMsgQueue(DbContext* dbContext, const DbMessage* message) {
     if (dbContext == nullptr || message == nullptr) {
-        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     return send(dbContext, message, __func__);
 }

@@ -243,8 +243,7 @@ void configureSqlite() {
 
 int orindb_openAllDbsWithDefaultNames(DbContext* dbContext, const char* dataDirectory, int flags) {
     if (dbContext == nullptr) {
-        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     const Path process = executablePath();
     ORINLOG_FN(ORINLOG_DEBUG, "process=%s dbPath=%s notifyChanges=%i integrityCheck=%i readonly=%i", process.data(),

@@ -138,11 +138,6 @@ void fillJoined(const OrindbRowContext& row, void* element, char** values) {
 
 }  // namespace
 
-int orindb_invalidParameter(const char* function) {
-    ORINLOG(ORINLOG_ERROR, "%s: invalid parameters", function);
-    return ORINDB_INVALID_PARAMETER;
-}
-
 int32_t orindb_drawNumber(double range) {
     constexpr double RAND_RANGE = 2147483647.0;
     return static_cast<int32_t>(rand() * range / RAND_RANGE) + 1;

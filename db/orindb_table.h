@@ -127,9 +127,6 @@ consteval OrindbTable orindb_describeTable(int dbType, const char* schema, Orind
 // Whether a table that is created gets its default rows.
 enum class OrindbDefaults : uint8_t { no, yes };
 
-// Logs "FUNCTION: invalid parameters" and returns ORINDB_INVALID_PARAMETER.
-[[nodiscard]] int orindb_invalidParameter(const char* function);
-
 // Draws a new id by rand(): 1 to range + 1, the greatest once in 2^31 draws only.
 [[nodiscard]] int32_t orindb_drawNumber(double range);
 
@@ -166,6 +163,11 @@ int orindb_rowCallback(void* rowContext, int columnCount, char** values, char** 
 // Removes the rows whose column holds a number. Without such a row there is nothing to do, which is no failure.
 [[nodiscard]] int orindb_deleteByNumber(DbContext* dbContext, const OrindbTable& table, const char* column,
                                         int64_t number, const char* caller);
+
+// Runs a text of the main database that gives no rows. Returns the executor's code.
+[[nodiscard]] inline int orindb_execute(DbContext* dbContext, const char* sql, const char* caller) {
+    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql, nullptr, nullptr, caller);
+}
 
 // Removes all rows.
 [[nodiscard]] int orindb_deleteAll(DbContext* dbContext, const OrindbTable& table, const char* caller);

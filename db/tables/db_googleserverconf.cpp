@@ -285,7 +285,7 @@ int db_setGoogleServerConf(DbContext* dbContext, const char* accountname, const 
 
 int db_setNeedsNewAuth(DbContext* dbContext, uint8_t googleAccountId, uint8_t value) {
     const SelectText sql("UPDATE %s SET needsNewAuth=%d WHERE googleAccountId=%d", NAME, value, googleAccountId);
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+    return orindb_execute(dbContext, sql.get(), __func__);
 }
 
 int db_removeDbGoogleServerConf(DbContext* dbContext, uint8_t googleAccountId) {
@@ -297,7 +297,7 @@ int db_removeDbGoogleServerConf(DbContext* dbContext, uint8_t googleAccountId) {
     result = leaveGroupOfAccount(dbContext, googleAccountId);
     if (result == ORINDB_OK) {
         const SelectText sql("DELETE FROM %s WHERE googleAccountId=%d", NAME, googleAccountId);
-        result = _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+        result = orindb_execute(dbContext, sql.get(), __func__);
     }
     return transaction.end(result);
 }
@@ -311,7 +311,7 @@ int db_removeDbGoogleServerConfCtg(DbContext* dbContext, int32_t contactGroupId)
     result = clearGroup(dbContext, contactGroupId);
     if (result == ORINDB_OK) {
         const SelectText sql("DELETE FROM %s WHERE contactGroupId=%d", NAME, contactGroupId);
-        result = _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+        result = orindb_execute(dbContext, sql.get(), __func__);
     }
     return transaction.end(result);
 }
@@ -319,5 +319,5 @@ int db_removeDbGoogleServerConfCtg(DbContext* dbContext, int32_t contactGroupId)
 int orindb_repairGoogleServerConf(DbContext* dbContext) {
     const SelectText sql("DELETE FROM %s WHERE contactGroupId NOT IN (SELECT DISTINCT contactGroupId FROM %s)", NAME,
                          "ContactGroup");
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+    return orindb_execute(dbContext, sql.get(), __func__);
 }

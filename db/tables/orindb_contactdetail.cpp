@@ -143,7 +143,7 @@ int orindb_createCtD(DbContext* dbContext, uint16_t contactId, int32_t key, cons
 
 int orindb_removeCtdes(DbContext* dbContext, uint16_t contactId, int32_t key) {
     const DeleteText sql("DELETE FROM %s WHERE contactId=%i and key=%i", NAME, contactId, key);
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql.get(), nullptr, nullptr, __func__);
+    return orindb_execute(dbContext, sql.get(), __func__);
 }
 
 int orindb_removeCtd(DbContext* dbContext, uint16_t contactId) {

@@ -12,20 +12,16 @@ namespace {
 constexpr int LOW_BYTE = 255;
 constexpr size_t CLAUSE_SIZE = 64;
 
-int execute(DbContext* dbContext, const char* sql, const char* caller) {
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql, nullptr, nullptr, caller);
-}
-
 int removeAllRows(DbContext* dbContext, const char* caller) {
     const char* contacts = ORINDB_CONTACT_TABLE.name;
     const char* details = ORINDB_CONTACT_DETAIL_TABLE.name;
     const DeleteText removeContacts("DELETE FROM %s WHERE (contactGrpBitfield & %d) = 0", contacts,
                                     static_cast<int32_t>(ORINDB_SYSTEM_GROUPS));
-    int result = execute(dbContext, removeContacts.get(), caller);
+    int result = orindb_execute(dbContext, removeContacts.get(), caller);
     if (result == ORINDB_OK) {
         const DeleteText removeDetails("DELETE FROM %s WHERE contactId NOT IN (SELECT DISTINCT contactId FROM %s)",
                                        details, contacts);
-        result = execute(dbContext, removeDetails.get(), caller);
+        result = orindb_execute(dbContext, removeDetails.get(), caller);
     }
     if (result == ORINDB_OK) {
         result = orindb_removeKwTnAll(dbContext);
@@ -85,7 +81,7 @@ int moveCtGrpIdInContacts(DbContext* dbContext, uint32_t fromBit, uint32_t toBit
     if (transaction.begun() != ORINDB_OK) {
         return transaction.begun();
     }
-    return transaction.end(execute(dbContext, sql.get(), __func__));
+    return transaction.end(orindb_execute(dbContext, sql.get(), __func__));
 }
 
 int orindb_removeCtall(DbContext* dbContext) {
@@ -109,11 +105,11 @@ int orindb_removeCSVContacts(DbContext* dbContext) {
     const DeleteText removeDetails(
         "DELETE FROM %s WHERE contactId IN    (SELECT DISTINCT contactId FROM %s WHERE contactGrpBitfield=%u)",
         ORINDB_CONTACT_DETAIL_TABLE.name, contacts, CONTACT_GROUP_CSV_IMPORT);
-    result = execute(dbContext, removeDetails.get(), __func__);
+    result = orindb_execute(dbContext, removeDetails.get(), __func__);
     if (result == ORINDB_OK) {
         const DeleteText removeContacts("DELETE FROM %s WHERE contactGrpBitfield=%u", contacts,
                                         CONTACT_GROUP_CSV_IMPORT);
-        result = execute(dbContext, removeContacts.get(), __func__);
+        result = orindb_execute(dbContext, removeContacts.get(), __func__);
     }
     return transaction.end(result);
 }

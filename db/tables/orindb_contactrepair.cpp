@@ -81,10 +81,10 @@ int orindb_repairContactDetailTable(DbContext* dbContext) {
         "contactId FROM %s)",
         details, ORINDB_DETAIL_SHORT_NUMBER, ORINDB_CONTACT_TABLE.name);
     // What cannot be cleaned is logged; the short numbers are repaired all the same.
-    static_cast<void>(_orindb_execDb(dbContext, ORINDB_KONFIG, clean.get(), nullptr, nullptr, __func__));
+    static_cast<void>(orindb_execute(dbContext, clean.get(), __func__));
     const SelectText strip("UPDATE %s SET value=CAST(value AS INTEGER) WHERE key=%d AND value LIKE '%%$%%'", details,
                            ORINDB_DETAIL_SHORT_NUMBER);
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, strip.get(), nullptr, nullptr, __func__);
+    return orindb_execute(dbContext, strip.get(), __func__);
 }
 
 int orindb_removeUnusedPhotos(DbContext* dbContext) {

@@ -38,10 +38,6 @@ constexpr std::array PHONES_COLUMNS{
 
 constexpr char SPEED_DIAL_VIEW[] = "Telefonbuch1View";
 
-int execute(DbContext* dbContext, const char* sql, const char* caller) {
-    return _orindb_execDb(dbContext, ORINDB_KONFIG, sql, nullptr, nullptr, caller);
-}
-
 int insertPhones(DbContext* dbContext, int index, const char* caller) {
     const JoinText sql(
         "INSERT INTO %s SELECT n.contactId, %d, n.value, SUBSTR(t.value,1,1), NULLIF(SUBSTR(t.value,3),''), c.value "
@@ -49,12 +45,12 @@ int insertPhones(DbContext* dbContext, int index, const char* caller) {
         "LEFT JOIN ContactDetail c ON c.contactId=n.contactId AND c.key=%d WHERE n.key=%d",
         PHONES, index, ORINDB_DETAIL_PHONE_TYPE + index, ORINDB_DETAIL_CANONICAL_PHONE + index,
         ORINDB_DETAIL_PHONE + index);
-    return execute(dbContext, sql.get(), caller);
+    return orindb_execute(dbContext, sql.get(), caller);
 }
 
 int fillPhones(DbContext* dbContext, const char* caller) {
     const DeleteText clear("DELETE FROM %s", PHONES);
-    int result = execute(dbContext, clear.get(), caller);
+    int result = orindb_execute(dbContext, clear.get(), caller);
     for (int index = 0; index < ORINDB_PHONES && result == ORINDB_OK; ++index) {
         result = insertPhones(dbContext, index, caller);
     }
@@ -64,12 +60,12 @@ int fillPhones(DbContext* dbContext, const char* caller) {
     const SelectText internal(
         "INSERT INTO %s SELECT contactId, 0, value, '0', 'internal number', NULL FROM ContactDetail WHERE key=%d",
         PHONES, ORINDB_DETAIL_INTERNAL_NUMBER);
-    return execute(dbContext, internal.get(), caller);
+    return orindb_execute(dbContext, internal.get(), caller);
 }
 
 int fillNames(DbContext* dbContext, const char* caller) {
     const DeleteText clear("DELETE FROM %s", NAMES);
-    const int result = execute(dbContext, clear.get(), caller);
+    const int result = orindb_execute(dbContext, clear.get(), caller);
     if (result != ORINDB_OK) {
         return result;
     }
@@ -82,7 +78,7 @@ int fillNames(DbContext* dbContext, const char* caller) {
         "LEFT JOIN ContactDetail o ON o.contactId=ct.contactId AND o.key=%d",
         NAMES, ORINDB_DETAIL_GIVEN_NAME, ORINDB_DETAIL_FAMILY_NAME, ORINDB_DETAIL_DISPLAY_NAME,
         ORINDB_DETAIL_ORGANISATION);
-    return execute(dbContext, sql.get(), caller);
+    return orindb_execute(dbContext, sql.get(), caller);
 }
 
 int inTransaction(DbContext* dbContext, int (*fill)(DbContext*, const char*), const char* caller) {
@@ -123,7 +119,7 @@ int orindb_createDbViews(DbContext* dbContext, int dbType) {
         "LEFT JOIN CallThrough t ON t.contactId=ct.contactId WHERE ct.contactGrpBitfield & %u > 0",
         SPEED_DIAL_VIEW, ORINDB_DETAIL_SHORT_NUMBER, ORINDB_DETAIL_PHONE, ORINDB_DETAIL_CANONICAL_PHONE,
         ORINDB_DETAIL_DISPLAY_NAME, CONTACT_GROUP_SPEED_DIAL);
-    return execute(dbContext, sql.get(), __func__);
+    return orindb_execute(dbContext, sql.get(), __func__);
 }
 
 bool orindb_isKnownView(int dbType, std::string_view name) {

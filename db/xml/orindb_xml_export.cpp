@@ -245,8 +245,7 @@ void putDatabase(Export& to) {
 
 int orindb_xmlExportDb(DbContext* dbContext, int dbType, const char* path) {
     if (dbContext == nullptr || path == nullptr || dbType < 0 || dbType >= ORINDB_DATABASES) {
-        ORINLOG_FN(ORINLOG_ERROR, "invalid parameters");
-        return ORINDB_INVALID_PARAMETER;
+        return orindb_invalidParameter(__func__);
     }
     FILE* opened = nullptr;
     if (orin_fopen(&opened, path, "w") == 0) {

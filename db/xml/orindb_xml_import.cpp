@@ -240,19 +240,15 @@ int importFile(OrindbXmlSchema& schema, const char* path) {
     return parser.result;
 }
 
-bool areValid(const DbContext* dbContext, int dbType, const char* path, const char* function) {
-    if (dbContext != nullptr && path != nullptr && dbType >= 0 && dbType < ORINDB_DATABASES) {
-        return true;
-    }
-    ORINLOG_FOR(function, ORINLOG_ERROR, "invalid parameters");
-    return false;
+bool areValid(const DbContext* dbContext, int dbType, const char* path) {
+    return dbContext != nullptr && path != nullptr && dbType >= 0 && dbType < ORINDB_DATABASES;
 }
 
 }  // namespace
 
 int orindb_xmlImportDb(DbContext* dbContext, int dbType, const char* path) {
-    if (!areValid(dbContext, dbType, path, __func__)) {
-        return ORINDB_INVALID_PARAMETER;
+    if (!areValid(dbContext, dbType, path)) {
+        return orindb_invalidParameter(__func__);
     }
     Transaction transaction(dbContext, dbType);
     if (transaction.begun() != ORINDB_OK) {
@@ -271,8 +267,8 @@ int orindb_xmlImportDb(DbContext* dbContext, int dbType, const char* path) {
 }
 
 int orindb_xmlImportTable(DbContext* dbContext, int dbType, const char* path, const char* table) {
-    if (!areValid(dbContext, dbType, path, __func__) || table == nullptr) {
-        return ORINDB_INVALID_PARAMETER;
+    if (!areValid(dbContext, dbType, path) || table == nullptr) {
+        return orindb_invalidParameter(__func__);
     }
     Transaction transaction(dbContext, dbType);
     if (transaction.begun() != ORINDB_OK) {
